@@ -1,0 +1,78 @@
+// ZIP archives written by a phone while it records: directory, ZIP64, recovery of cut-off files, members read into memory.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/byte_source.h"
+#include "base/grow_buffer.h"
+#include "base/message.h"
+
+struct ZSTD_DCtx_s;
+struct libdeflate_decompressor;
+
+namespace qx {
+
+struct ZipEntry {
+  std::string name;  // exactly as stored
+  uint16_t method = 0;
+  uint16_t flags = 0;
+  uint32_t crc32 = 0;  // of the uncompressed data as recorded, 0: not recorded
+  uint64_t compressedSize = 0, uncompressedSize = 0;
+  uint64_t localHeaderOffset = 0;
+  uint64_t dataOffset = 0;  // 0 until resolved, then cached
+};
+
+/// Filled by zip_open. The byte source is not owned and must outlive the archive. One user at a time (data offsets are cached).
+struct ZipArchive {
+  const ByteSource* file = nullptr;
+  uint64_t fileSize = 0;
+  std::vector<ZipEntry> entries;  // in the order of the directory, or of the walk
+  std::string comment;
+  bool recovered = false;  // the table was rebuilt from local headers
+  bool zip64 = false;
+  uint64_t directoryOffset = 0;  // after a walk: where it stopped
+  int32_t compressedCount = 0;   // entries whose method is not STORE
+};
+
+enum ZipResult : int32_t {
+  kZipOk = 0,
+  kZipReadFailed = -1,
+  kZipUnsupportedMethod = -2,
+  kZipCorrupt = -3,
+  kZipSizeMismatch = -4,
+  kZipOutOfMemory = -5,
+};
+
+/// Buffers and decoder contexts that reads reuse; one reader at a time.
+struct ZipReadScratch {
+  ZipReadScratch() = default;
+  ~ZipReadScratch();
+  ZipReadScratch(const ZipReadScratch&) = delete;
+  ZipReadScratch& operator=(const ZipReadScratch&) = delete;
+
+  GrowBuffer<uint8_t> buffer;  // compressed data of the last member
+  ZSTD_DCtx_s* zstdContext = nullptr;
+  libdeflate_decompressor* deflateContext = nullptr;
+  double readMs = 0, decodeMs = 0;  // of the last read
+  uint64_t bytesRead = 0;
+};
+
+/// 0, or -1 with a message. On 0 the message may hold a warning.
+[[nodiscard]] int zip_open(ZipArchive* archive, const ByteSource& file, Message message);
+void zip_close(ZipArchive* archive);
+
+/// Offset of a member's data, 0 when its local header is bad.
+uint64_t zip_entry_data_offset(ZipArchive* archive, int32_t index);
+
+/// Reads a whole member: its uncompressed size, or a negative ZipResult. The CRC is not checked.
+[[nodiscard]] int64_t zip_read_entry(ZipArchive* archive, int32_t index, uint8_t* destination, uint64_t capacity, ZipReadScratch* scratch);
+
+const char* zip_result_text(int64_t code);
+const char* zip_method_name(uint16_t method);
+void zip_scratch_free(ZipReadScratch* scratch);
+
+}  // namespace qx
