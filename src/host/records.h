@@ -261,7 +261,9 @@ struct QueryContentStateRec {
 struct ColorSpaceRec {
   Handle inPrivateData;
   int32_t outColorSpaceType;
+  int32_t padding1;
   int32_t ioBufferSize;
+  int32_t padding2;
   void* inDestinationBuffer;
   char outName[16];
   int32_t colorPrimariesCode;
@@ -272,6 +274,7 @@ struct ColorSpaceRec {
   int32_t isFullRange;
   int32_t isRGB;
   int32_t isSceneReferred;
+  int32_t padding3;
 };
 
 #pragma pack(push, 1)
