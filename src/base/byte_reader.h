@@ -14,12 +14,24 @@ using Bytes = std::span<const uint8_t>;
 enum class ByteOrder { kLittle, kBig };
 
 /// Unchecked loads for places that have already proved the bounds. `p` needs no alignment.
-inline uint16_t LoadU16Le(const uint8_t* p) { return uint16_t(p[0] | p[1] << 8); }
-inline uint16_t LoadU16Be(const uint8_t* p) { return uint16_t(p[1] | p[0] << 8); }
-inline uint32_t LoadU32Le(const uint8_t* p) { return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24; }
-inline uint32_t LoadU32Be(const uint8_t* p) { return uint32_t(p[3]) | uint32_t(p[2]) << 8 | uint32_t(p[1]) << 16 | uint32_t(p[0]) << 24; }
-inline uint64_t LoadU64Le(const uint8_t* p) { return LoadU32Le(p) | uint64_t(LoadU32Le(p + 4)) << 32; }
-inline uint64_t LoadU64Be(const uint8_t* p) { return LoadU32Be(p + 4) | uint64_t(LoadU32Be(p)) << 32; }
+inline uint16_t LoadU16Le(const uint8_t* p) {
+  return uint16_t(p[0] | p[1] << 8);
+}
+inline uint16_t LoadU16Be(const uint8_t* p) {
+  return uint16_t(p[1] | p[0] << 8);
+}
+inline uint32_t LoadU32Le(const uint8_t* p) {
+  return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+}
+inline uint32_t LoadU32Be(const uint8_t* p) {
+  return uint32_t(p[3]) | uint32_t(p[2]) << 8 | uint32_t(p[1]) << 16 | uint32_t(p[0]) << 24;
+}
+inline uint64_t LoadU64Le(const uint8_t* p) {
+  return LoadU32Le(p) | uint64_t(LoadU32Le(p + 4)) << 32;
+}
+inline uint64_t LoadU64Be(const uint8_t* p) {
+  return LoadU32Be(p + 4) | uint64_t(LoadU32Be(p)) << 32;
+}
 
 /// A cursor over bytes. The first read past the end makes the reader fail for good: every later read yields 0 or an empty span, so a whole
 /// record can be read first and `ok()` asked once. Does not own the bytes. Not thread-safe.

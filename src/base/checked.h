@@ -19,6 +19,8 @@ inline std::optional<uint64_t> CheckedMul(uint64_t a, uint64_t b) {
 }
 
 /// True when the range [offset, offset + count) lies inside [0, size); never overflows.
-inline bool RangeFits(uint64_t offset, uint64_t count, uint64_t size) { return offset <= size && count <= size - offset; }
+inline bool RangeFits(uint64_t offset, uint64_t count, uint64_t size) {
+  return offset <= size && count <= size - offset;
+}
 
 }  // namespace qx

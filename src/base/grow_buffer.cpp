@@ -16,11 +16,15 @@ constexpr uint64_t kAlignment = 64;
 constexpr uint64_t kLargestBlock = uint64_t(1) << 40;
 std::atomic<int64_t> failCountdown{-1};
 
-bool ShouldFail() { return failCountdown.load(std::memory_order_relaxed) >= 0 && failCountdown.fetch_sub(1) == 0; }
+bool ShouldFail() {
+  return failCountdown.load(std::memory_order_relaxed) >= 0 && failCountdown.fetch_sub(1) == 0;
+}
 
 }  // namespace
 
-void FailAllocationForTest(int64_t n) { failCountdown = n; }
+void FailAllocationForTest(int64_t n) {
+  failCountdown = n;
+}
 
 void* AllocateAligned(uint64_t bytes) {
   if (bytes > kLargestBlock || ShouldFail()) return nullptr;

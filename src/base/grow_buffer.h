@@ -23,8 +23,7 @@ class GrowBuffer {
 
  public:
   GrowBuffer() = default;
-  GrowBuffer(GrowBuffer&& other) noexcept
-      : data_(std::exchange(other.data_, nullptr)), capacity_(std::exchange(other.capacity_, 0)) {}
+  GrowBuffer(GrowBuffer&& other) noexcept : data_(std::exchange(other.data_, nullptr)), capacity_(std::exchange(other.capacity_, 0)) {}
   GrowBuffer& operator=(GrowBuffer&& other) noexcept {
     std::swap(data_, other.data_);
     std::swap(capacity_, other.capacity_);

@@ -11,9 +11,13 @@ std::atomic<bool> cpuOnlyFlag{false};
 
 }  // namespace
 
-void SetLogSink(LogSink sink) { logSink.store(sink, std::memory_order_release); }
+void SetLogSink(LogSink sink) {
+  logSink.store(sink, std::memory_order_release);
+}
 
-LogSink GetLogSink() { return logSink.load(std::memory_order_acquire); }
+LogSink GetLogSink() {
+  return logSink.load(std::memory_order_acquire);
+}
 
 void LogPipeline(const char* format, ...) {
   const LogSink sink = GetLogSink();
@@ -26,8 +30,12 @@ void LogPipeline(const char* format, ...) {
   sink(line.text());
 }
 
-void SetCpuOnly(bool cpuOnly) { cpuOnlyFlag.store(cpuOnly, std::memory_order_release); }
+void SetCpuOnly(bool cpuOnly) {
+  cpuOnlyFlag.store(cpuOnly, std::memory_order_release);
+}
 
-bool CpuOnly() { return cpuOnlyFlag.load(std::memory_order_acquire); }
+bool CpuOnly() {
+  return cpuOnlyFlag.load(std::memory_order_acquire);
+}
 
 }  // namespace qx

@@ -12,7 +12,9 @@ using LogSink = void (*)(const char* message);
 void SetLogSink(LogSink sink);
 /// The installed writer, null when logging is off. Guard costly arguments with `LogIsOn()`.
 LogSink GetLogSink();
-inline bool LogIsOn() { return GetLogSink() != nullptr; }
+inline bool LogIsOn() {
+  return GetLogSink() != nullptr;
+}
 
 /// Formats into 1,024 bytes (longer text is cut) and hands the line to the sink; does nothing when logging is off. Any thread.
 void LogPipeline(const char* format, ...) QX_PRINTF(1, 2);

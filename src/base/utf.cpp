@@ -8,8 +8,12 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-bool IsHighSurrogate(char32_t c) { return c >= 0xD800 && c < 0xDC00; }
-bool IsLowSurrogate(char32_t c) { return c >= 0xDC00 && c < 0xE000; }
+bool IsHighSurrogate(char32_t c) {
+  return c >= 0xD800 && c < 0xDC00;
+}
+bool IsLowSurrogate(char32_t c) {
+  return c >= 0xDC00 && c < 0xE000;
+}
 
 void AppendUtf8(std::string& out, char32_t c) {
   if (c < 0x80) {
@@ -33,7 +37,11 @@ void AppendUtf8(std::string& out, char32_t c) {
 char32_t DecodeUtf8(std::string_view text, size_t& at) {
   const auto byte = [&](size_t i) { return i < text.size() ? uint8_t(text[i]) : uint8_t(0); };
   const uint8_t lead = byte(at);
-  const int length = lead < 0x80 ? 1 : lead >= 0xF0 && lead < 0xF5 ? 4 : lead >= 0xE0 && lead < 0xF0 ? 3 : lead >= 0xC2 && lead < 0xE0 ? 2 : 0;
+  const int length = lead < 0x80                   ? 1
+                     : lead >= 0xF0 && lead < 0xF5 ? 4
+                     : lead >= 0xE0 && lead < 0xF0 ? 3
+                     : lead >= 0xC2 && lead < 0xE0 ? 2
+                                                   : 0;
   if (length == 1) return text[at++];
   char32_t c = length == 2 ? lead & 0x1F : length == 3 ? lead & 0x0F : lead & 0x07;
   for (int i = 1; i < length; ++i) {

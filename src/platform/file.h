@@ -9,8 +9,8 @@
 
 namespace qx {
 
-/// One open descriptor on a file. Reads carry their own offset, are issued in pieces of at most 1 GiB and repeated until the wanted count is
-/// there, the file ends or an error occurs. Move-only; ReadAt from any thread.
+/// One open descriptor on a file. Reads carry their own offset, are issued in pieces of at most 1 GiB and repeated until the wanted count
+/// is there, the file ends or an error occurs. Move-only; ReadAt from any thread.
 class File final : public ByteSource {
  public:
   File() = default;

@@ -10,7 +10,8 @@ namespace qx {
 
 enum class ThreadPriority { kNormal, kBelowNormal };
 
-/// A running thread. Destroying the object neither stops nor waits for it: call Join or JoinFor, or leave the thread to the end of the process.
+/// A running thread. Destroying the object neither stops nor waits for it: call Join or JoinFor, or leave the thread to the end of the
+/// process.
 class Thread {
  public:
   /// Starts `body` on a new thread named `name` (at most 15 characters are shown by tools); null when the system refuses.

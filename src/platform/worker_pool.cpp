@@ -41,7 +41,8 @@ class WorkerPool {
 
   void Start(int threads) {
     for (; threadCount_ < threads; ++threadCount_) {
-      threads_[threadCount_] = Thread::Start("qx worker", [this] { WorkLoop(); }, kWorkerStackBytes);
+      threads_[threadCount_] = Thread::Start(
+          "qx worker", [this] { WorkLoop(); }, kWorkerStackBytes);
       if (threads_[threadCount_] == nullptr) break;
     }
   }
@@ -105,7 +106,9 @@ class WorkerPool {
   std::unique_ptr<Thread> threads_[kMaxWorkers];
 };
 
-void WorkerPoolDeleter::operator()(WorkerPool* pool) const { worker_pool_destroy(pool); }
+void WorkerPoolDeleter::operator()(WorkerPool* pool) const {
+  worker_pool_destroy(pool);
+}
 
 WorkerPoolPtr worker_pool_create(int threads) {
   WorkerPoolPtr pool(new (std::nothrow) WorkerPool);
@@ -122,8 +125,12 @@ int worker_pool_run(WorkerPool* pool, int parts, WorkerFunction function, void* 
   return 0;
 }
 
-int worker_pool_threads(const WorkerPool* pool) { return pool != nullptr ? pool->threads() : 0; }
+int worker_pool_threads(const WorkerPool* pool) {
+  return pool != nullptr ? pool->threads() : 0;
+}
 
-void worker_pool_destroy(WorkerPool* pool) { delete pool; }
+void worker_pool_destroy(WorkerPool* pool) {
+  delete pool;
+}
 
 }  // namespace qx

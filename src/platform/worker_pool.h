@@ -13,8 +13,8 @@ using WorkerTiming = void (*)(void* context, int part, double startMs, double du
 
 constexpr int kMaxWorkers = 16;
 
-/// Several callers may run jobs on one pool at the same time; each waits for its own. Destroying the pool waits for its threads and must not
-/// race with a run.
+/// Several callers may run jobs on one pool at the same time; each waits for its own. Destroying the pool waits for its threads and must
+/// not race with a run.
 class WorkerPool;
 
 struct WorkerPoolDeleter {

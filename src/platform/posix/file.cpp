@@ -25,7 +25,9 @@ File& File::operator=(File&& other) noexcept {
   return *this;
 }
 
-File::~File() { Close(); }
+File::~File() {
+  Close();
+}
 
 bool File::Open(const std::filesystem::path& path) {
   Close();

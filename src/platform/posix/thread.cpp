@@ -18,8 +18,8 @@ struct Thread::State {
   std::string name;
   std::mutex lock;
   std::condition_variable changed;
-  bool ended = false;                // guarded by lock
-  std::atomic<pid_t> kernelId{0};    // published by the thread itself before its body runs
+  bool ended = false;              // guarded by lock
+  std::atomic<pid_t> kernelId{0};  // published by the thread itself before its body runs
   std::atomic<int> wantedNice{0};
 };
 
@@ -83,6 +83,8 @@ void Thread::SetPriority(ThreadPriority priority) {
   if (id != 0) setpriority(PRIO_PROCESS, id_t(id), nice);
 }
 
-unsigned long CurrentThreadId() { return static_cast<unsigned long>(syscall(SYS_gettid)); }
+unsigned long CurrentThreadId() {
+  return static_cast<unsigned long>(syscall(SYS_gettid));
+}
 
 }  // namespace qx
