@@ -4,7 +4,7 @@
 #include <bit>
 #include <cmath>
 
-namespace qx::samples {
+namespace qx {
 
 namespace {
 
@@ -199,7 +199,7 @@ std::vector<uint16_t> CutBlock(const DngDescription& d, std::span<const uint16_t
 
 void DngOpcodeList::Add(uint32_t id, uint32_t flags, std::span<const uint8_t> parameters) {
   constexpr uint32_t kDngVersion13 = 0x01030000;
-  for (const uint32_t word : {id, kDngVersion13, flags, uint32_t(parameters.size())}) Append32(&opcodes_, TiffOrder::kBig, word);
+  for (const uint32_t word : {id, kDngVersion13, flags, uint32_t(parameters.size())}) AppendTiff32(&opcodes_, TiffOrder::kBig, word);
   opcodes_.insert(opcodes_.end(), parameters.begin(), parameters.end());
   ++count_;
 }
@@ -207,28 +207,28 @@ void DngOpcodeList::Add(uint32_t id, uint32_t flags, std::span<const uint8_t> pa
 void DngOpcodeList::Add(const DngGainMap& m) {
   std::vector<uint8_t> parameters;
   for (const uint32_t word : {m.top, m.left, m.bottom, m.right, m.plane, m.planes, m.rowPitch, m.colPitch, m.pointsV, m.pointsH}) {
-    Append32(&parameters, TiffOrder::kBig, word);
+    AppendTiff32(&parameters, TiffOrder::kBig, word);
   }
-  for (const double number : {m.spacingV, m.spacingH, m.originV, m.originH}) AppendF64(&parameters, TiffOrder::kBig, number);
-  Append32(&parameters, TiffOrder::kBig, m.mapPlanes);
-  for (const float gain : m.gains) Append32(&parameters, TiffOrder::kBig, std::bit_cast<uint32_t>(gain));
+  for (const double number : {m.spacingV, m.spacingH, m.originV, m.originH}) AppendTiffF64(&parameters, TiffOrder::kBig, number);
+  AppendTiff32(&parameters, TiffOrder::kBig, m.mapPlanes);
+  for (const float gain : m.gains) AppendTiff32(&parameters, TiffOrder::kBig, std::bit_cast<uint32_t>(gain));
   Add(9, 1, parameters);
 }
 
 void DngOpcodeList::Add(const DngWarp& warp, uint32_t flags) {
   std::vector<uint8_t> parameters;
-  Append32(&parameters, TiffOrder::kBig, uint32_t(warp.planes.size()));
+  AppendTiff32(&parameters, TiffOrder::kBig, uint32_t(warp.planes.size()));
   for (const auto& plane : warp.planes) {
-    for (const double coefficient : plane) AppendF64(&parameters, TiffOrder::kBig, coefficient);
+    for (const double coefficient : plane) AppendTiffF64(&parameters, TiffOrder::kBig, coefficient);
   }
-  AppendF64(&parameters, TiffOrder::kBig, warp.centreX);
-  AppendF64(&parameters, TiffOrder::kBig, warp.centreY);
+  AppendTiffF64(&parameters, TiffOrder::kBig, warp.centreX);
+  AppendTiffF64(&parameters, TiffOrder::kBig, warp.centreY);
   Add(1, flags, parameters);
 }
 
 std::vector<uint8_t> DngOpcodeList::Bytes() const {
   std::vector<uint8_t> bytes;
-  Append32(&bytes, TiffOrder::kBig, count_);
+  AppendTiff32(&bytes, TiffOrder::kBig, count_);
   bytes.insert(bytes.end(), opcodes_.begin(), opcodes_.end());
   return bytes;
 }
@@ -252,7 +252,7 @@ std::vector<uint8_t> PackSamples(std::span<const uint16_t> samples, uint32_t wid
   for (size_t start = 0; start < samples.size(); start += width) {
     const auto row = samples.subspan(start, width);
     if (bits == 16) {
-      for (const uint16_t sample : row) Append16(&packed, bigEndian ? TiffOrder::kBig : TiffOrder::kLittle, sample);
+      for (const uint16_t sample : row) AppendTiff16(&packed, bigEndian ? TiffOrder::kBig : TiffOrder::kLittle, sample);
       continue;
     }
     uint64_t pending = 0;
@@ -289,4 +289,4 @@ std::vector<uint8_t> WriteDngStreams(const DngDescription& description, std::spa
   return file;
 }
 
-}  // namespace qx::samples
+}  // namespace qx

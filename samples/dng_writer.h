@@ -12,7 +12,7 @@
 
 #include "samples/tiff_writer.h"
 
-namespace qx::samples {
+namespace qx {
 
 using Matrix9 = std::array<double, 9>;  // row by row
 
@@ -106,7 +106,8 @@ struct DngDescription {
   std::optional<DngExif> exif;
   std::optional<DngGps> gps;
 
-  /// Called when both IFDs are complete, to add, replace or remove entries; perhaps more than once. Without a preview both are the same IFD.
+  /// Called when both IFDs are complete, to add, replace or remove entries; perhaps more than once. Without a preview both are the same
+  /// IFD.
   std::function<void(TiffIfd& main, TiffIfd& raw)> edit;
 };
 
@@ -127,4 +128,4 @@ std::vector<uint8_t> WriteDng(const DngDescription& description, std::span<const
 /// A DNG around finished strips or tiles, in the order of DngBlocks().
 std::vector<uint8_t> WriteDngStreams(const DngDescription& description, std::span<const std::vector<uint8_t>> streams);
 
-}  // namespace qx::samples
+}  // namespace qx

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <map>
 
-namespace qx::samples {
+namespace qx {
 
 namespace {
 
@@ -31,17 +31,17 @@ void PadToEven(std::vector<uint8_t>* file) {
 
 }  // namespace
 
-void Append16(std::vector<uint8_t>* bytes, TiffOrder order, uint16_t value) {
+void AppendTiff16(std::vector<uint8_t>* bytes, TiffOrder order, uint16_t value) {
   AppendInteger(bytes, order, value);
 }
-void Append32(std::vector<uint8_t>* bytes, TiffOrder order, uint32_t value) {
+void AppendTiff32(std::vector<uint8_t>* bytes, TiffOrder order, uint32_t value) {
   AppendInteger(bytes, order, value);
 }
-void Append64(std::vector<uint8_t>* bytes, TiffOrder order, uint64_t value) {
+void AppendTiff64(std::vector<uint8_t>* bytes, TiffOrder order, uint64_t value) {
   AppendInteger(bytes, order, value);
 }
-void AppendF64(std::vector<uint8_t>* bytes, TiffOrder order, double value) {
-  Append64(bytes, order, std::bit_cast<uint64_t>(value));
+void AppendTiffF64(std::vector<uint8_t>* bytes, TiffOrder order, double value) {
+  AppendTiff64(bytes, order, std::bit_cast<uint64_t>(value));
 }
 
 void TiffIfd::Ascii(uint16_t tag, std::string_view text) {
@@ -53,19 +53,19 @@ void TiffIfd::Ascii(uint16_t tag, std::string_view text) {
 
 void TiffIfd::Short(uint16_t tag, std::span<const uint16_t> values) {
   std::vector<uint8_t> bytes;
-  for (const uint16_t value : values) Append16(&bytes, order_, value);
+  for (const uint16_t value : values) AppendTiff16(&bytes, order_, value);
   Raw(tag, 3, values.size(), std::move(bytes));
 }
 
 void TiffIfd::Long(uint16_t tag, std::span<const uint32_t> values) {
   std::vector<uint8_t> bytes;
-  for (const uint32_t value : values) Append32(&bytes, order_, value);
+  for (const uint32_t value : values) AppendTiff32(&bytes, order_, value);
   Raw(tag, 4, values.size(), std::move(bytes));
 }
 
 void TiffIfd::Double(uint16_t tag, std::span<const double> values) {
   std::vector<uint8_t> bytes;
-  for (const double value : values) AppendF64(&bytes, order_, value);
+  for (const double value : values) AppendTiffF64(&bytes, order_, value);
   Raw(tag, 12, values.size(), std::move(bytes));
 }
 
@@ -80,8 +80,8 @@ void TiffIfd::SRational(uint16_t tag, std::span<const double> values) {
 void TiffIfd::Fractions(uint16_t tag, uint16_t type, std::span<const std::pair<int64_t, int64_t>> values) {
   std::vector<uint8_t> bytes;
   for (const auto& [numerator, denominator] : values) {
-    Append32(&bytes, order_, uint32_t(numerator));
-    Append32(&bytes, order_, uint32_t(denominator));
+    AppendTiff32(&bytes, order_, uint32_t(numerator));
+    AppendTiff32(&bytes, order_, uint32_t(denominator));
   }
   Raw(tag, type, values.size(), std::move(bytes));
 }
@@ -103,21 +103,21 @@ uint32_t TiffIfd::AppendTo(std::vector<uint8_t>* file, uint32_t nextIfdOffset) c
   std::ranges::sort(complete.entries_, {}, &Entry::tag);
 
   std::vector<uint8_t> table;
-  Append16(&table, order_, uint16_t(complete.entries_.size()));
+  AppendTiff16(&table, order_, uint16_t(complete.entries_.size()));
   for (Entry& entry : complete.entries_) {
-    Append16(&table, order_, entry.tag);
-    Append16(&table, order_, entry.type);
-    Append32(&table, order_, entry.count);
+    AppendTiff16(&table, order_, entry.tag);
+    AppendTiff16(&table, order_, entry.type);
+    AppendTiff32(&table, order_, entry.count);
     if (entry.bytes.size() <= 4) {
       entry.bytes.resize(4);
       table.insert(table.end(), entry.bytes.begin(), entry.bytes.end());
     } else {
       PadToEven(file);
-      Append32(&table, order_, uint32_t(file->size()));
+      AppendTiff32(&table, order_, uint32_t(file->size()));
       file->insert(file->end(), entry.bytes.begin(), entry.bytes.end());
     }
   }
-  Append32(&table, order_, nextIfdOffset);
+  AppendTiff32(&table, order_, nextIfdOffset);
   PadToEven(file);
   const uint32_t offset = uint32_t(file->size());
   file->insert(file->end(), table.begin(), table.end());
@@ -127,16 +127,16 @@ uint32_t TiffIfd::AppendTo(std::vector<uint8_t>* file, uint32_t nextIfdOffset) c
 std::vector<uint8_t> WriteTiff(std::span<const TiffIfd> chain, std::span<const uint8_t> imageData) {
   const TiffOrder order = chain.front().order();
   std::vector<uint8_t> file(2, order == TiffOrder::kLittle ? 'I' : 'M');
-  Append16(&file, order, 42);
-  Append32(&file, order, 0);
+  AppendTiff16(&file, order, 42);
+  AppendTiff32(&file, order, 0);
   file.insert(file.end(), imageData.begin(), imageData.end());
 
   uint32_t next = 0;
   for (size_t i = chain.size(); i-- > 0;) next = chain[i].AppendTo(&file, next);
   std::vector<uint8_t> first;
-  Append32(&first, order, next);
+  AppendTiff32(&first, order, next);
   std::ranges::copy(first, file.begin() + 4);
   return file;
 }
 
-}  // namespace qx::samples
+}  // namespace qx

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace qx::samples {
+namespace qx {
 
 enum class TiffOrder { kLittle, kBig };
 
@@ -61,9 +61,9 @@ class TiffIfd {
 std::vector<uint8_t> WriteTiff(std::span<const TiffIfd> chain, std::span<const uint8_t> imageData);
 
 /// Integers at the end of `bytes`, in that byte order.
-void Append16(std::vector<uint8_t>* bytes, TiffOrder order, uint16_t value);
-void Append32(std::vector<uint8_t>* bytes, TiffOrder order, uint32_t value);
-void Append64(std::vector<uint8_t>* bytes, TiffOrder order, uint64_t value);
-void AppendF64(std::vector<uint8_t>* bytes, TiffOrder order, double value);
+void AppendTiff16(std::vector<uint8_t>* bytes, TiffOrder order, uint16_t value);
+void AppendTiff32(std::vector<uint8_t>* bytes, TiffOrder order, uint32_t value);
+void AppendTiff64(std::vector<uint8_t>* bytes, TiffOrder order, uint64_t value);
+void AppendTiffF64(std::vector<uint8_t>* bytes, TiffOrder order, double value);
 
-}  // namespace qx::samples
+}  // namespace qx
