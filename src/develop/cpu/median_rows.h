@@ -1,0 +1,51 @@
+// The median refinement as row stages: each pass is a stage behind the one that makes its input.
+#pragma once
+
+#include <memory>
+
+#include "develop/cpu/ahd_rows.h"
+#include "develop/cpu/median_kernels.h"
+#include "develop/cpu/row_carver.h"
+
+namespace qx {
+
+enum class MedianPass { kChroma, kGreen };
+
+/// One pass over 3 × 3 neighbourhoods, mirrored at the edges. Planes that the pass leaves alone are the input's own.
+class MedianRows final : public RgbRows {
+ public:
+  /// `input`'s rows stay valid for kRgbRing − 2 further calls, as this stage's do.
+  MedianRows(std::unique_ptr<RgbRows> input, MedianPass pass, const DebayerSetup& setup, const MedianKernels& kernels);
+
+  /// False when memory is short; call once, before anything else.
+  [[nodiscard]] bool Allocate();
+
+  void Begin(int firstRow) override;
+  RgbRow Row(int y) override;
+
+ private:
+  struct ChromaRow {
+    int32_t* red;
+    int32_t* blue;
+  };
+
+  void CarveRows();
+  void TakeRow(int y);
+  void FilterBlock(int y, int begin, int end);
+
+  const std::unique_ptr<RgbRows> input_;
+  const MedianPass pass_;
+  const DebayerSetup setup_;
+  const MedianKernels& kernels_;
+  RowCarver carver_;
+  RowCarver blockCarver_;
+
+  ChromaColumns columns_ = {};  // of one block
+  RowRing<RgbRow, 4> in_;
+  RowRing<ChromaRow, 4> chroma_;
+  RowRing<RgbPlanes, kRgbRing> out_;  // only the planes that the pass makes
+
+  int nextRow_ = 0;  // input row that comes next
+};
+
+}  // namespace qx
