@@ -61,18 +61,28 @@ struct ZipReadScratch {
   uint64_t bytesRead = 0;
 };
 
-/// 0, or -1 with a message. On 0 the message may hold a warning.
+/// Reads the central directory, or rebuilds the table from the local headers when the directory is missing or useless (`recovered`).
+/// 0, or -1 with a message and no entries. On 0 the message may hold a warning (and is empty otherwise):
+/// "the directory has %d records of %llu declared", "central directory outside the file (%llu+%llu > %llu)", "central directory not read".
+/// Time and memory are linear in the size of the directory, or of the file when it is walked.
 [[nodiscard]] int zip_open(ZipArchive* archive, const ByteSource& file, Message message);
+/// Forgets everything; the byte source stays open.
 void zip_close(ZipArchive* archive);
 
-/// Offset of a member's data, 0 when its local header is bad.
+/// Offset of a member's data, 0 when its local header is bad, its data would pass the end of the file, or the index is outside the table.
 uint64_t zip_entry_data_offset(ZipArchive* archive, int32_t index);
 
-/// Reads a whole member: its uncompressed size, or a negative ZipResult. The CRC is not checked.
+/// Reads a whole member into `destination`: its uncompressed size, or a negative ZipResult. The CRC is not checked. A failed read leaves
+/// the first `capacity` bytes undefined, the archive as it was, and the scratch usable.
+///
+/// `uncompressedSize` is what the archive claims and nothing bounds it: before making a buffer of that size, the caller compares it with
+/// the most that this kind of member may have. (The compressed size is checked here against the file.)
 [[nodiscard]] int64_t zip_read_entry(ZipArchive* archive, int32_t index, uint8_t* destination, uint64_t capacity, ZipReadScratch* scratch);
 
+/// Constant texts; "?" for what they do not know.
 const char* zip_result_text(int64_t code);
 const char* zip_method_name(uint16_t method);
+/// Frees buffer and decoder contexts; the scratch can be used again.
 void zip_scratch_free(ZipReadScratch* scratch);
 
 }  // namespace qx

@@ -1,0 +1,466 @@
+#include "rawzip/zip_reader.h"
+
+#include <gtest/gtest.h>
+
+#include "samples/zip_writer.h"
+#include "tests/rawzip/zip_test_support.h"
+
+namespace qx {
+namespace {
+
+constexpr size_t kEndRecordSize = 22;
+
+ByteVector FromHex(std::string_view hex) {
+  const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
+  ByteVector bytes;
+  for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes.push_back(uint8_t(digit(hex[i]) << 4 | digit(hex[i + 1])));
+  return bytes;
+}
+
+// Two STORE members "a" and "b" of five bytes each. Local headers at 0 and 36, directory at 72 (two records of 47 bytes), end record at
+// 166.
+constexpr size_t kTwoDirectory = 72, kTwoRecord = 47, kTwoEnd = 166;
+ByteVector TwoMembers(std::string_view comment = {}) {
+  ByteVector bytes;
+  ZipWriter writer(ZipSinkTo(&bytes));
+  writer.Add("a", BytesOf("first"));
+  writer.Add("b", BytesOf("other"));
+  writer.Finish({.comment = comment});
+  return bytes;
+}
+
+std::string ReadText(ZipArchive* archive, int32_t index) {
+  ZipReadScratch scratch;
+  ByteVector out(archive->entries[size_t(index)].uncompressedSize);
+  const int64_t size = zip_read_entry(archive, index, out.data(), out.size(), &scratch);
+  return size < 0 ? zip_result_text(size) : std::string(out.begin(), out.end());
+}
+
+TEST(ZipReader, ReadsAnArchiveOfAnotherTool) {
+  // Python 3.11 zipfile: "a.txt" stored, "d/b.txt" deflated, archive comment.
+  const ByteVector bytes = FromHex(
+      "504b0304140000000000000021000bf94356060000000600000005000000612e74787473746f726564504b030414000000080000002100353b2bf90e"
+      "0000002d00000007000000642f622e7478744b494dcb492c494d514821820100504b01021403140000000000000021000bf943560600000006000000"
+      "050000000000000000000000800100000000612e747874504b0102140314000000080000002100353b2bf90e0000002d000000070000000000000000"
+      "000000800129000000642f622e747874504b05060000000002000200680000005c00000007004650533a203234");
+  const MemorySource file(bytes);
+  OpenedZip zip(file);
+  ASSERT_EQ(zip.result, 0);
+  EXPECT_EQ(zip.message, "");
+  EXPECT_EQ(zip.archive.fileSize, 225u);
+  EXPECT_EQ(zip.archive.comment, "FPS: 24");
+  EXPECT_EQ(zip.archive.directoryOffset, 92u);
+  EXPECT_EQ(zip.archive.compressedCount, 1);
+  EXPECT_FALSE(zip.archive.recovered);
+  EXPECT_FALSE(zip.archive.zip64);
+  ASSERT_EQ(zip.Names(), (std::vector<std::string>{"a.txt", "d/b.txt"}));
+  const ZipEntry& second = zip.archive.entries[1];
+  EXPECT_EQ(second.method, 8);
+  EXPECT_EQ(second.crc32, 0xf92b3b35u);
+  EXPECT_EQ(second.compressedSize, 14u);
+  EXPECT_EQ(second.uncompressedSize, 45u);
+  EXPECT_EQ(second.localHeaderOffset, 41u);
+  EXPECT_EQ(second.dataOffset, 0u);
+  EXPECT_EQ(zip_entry_data_offset(&zip.archive, 1), 78u);
+  EXPECT_EQ(second.dataOffset, 78u);
+  EXPECT_EQ(ReadText(&zip.archive, 0), "stored");
+  EXPECT_EQ(ReadText(&zip.archive, 1), "deflated deflated deflated deflated deflated ");
+}
+
+TEST(ZipReader, ReadsEveryMethodAndHeaderForm) {
+  const ByteVector data = Noise(3000, 1);
+  for (const ZipMethod method : {ZipMethod::kStore, ZipMethod::kDeflate, ZipMethod::kZstd}) {
+    for (const ZipDescriptor descriptor : {ZipDescriptor::kNone, ZipDescriptor::kSigned, ZipDescriptor::kUnsigned}) {
+      for (const bool zip64 : {false, true}) {
+        SCOPED_TRACE(testing::Message() << zip_method_name(uint16_t(method)) << " descriptor " << int(descriptor) << " zip64 " << zip64);
+        ByteVector bytes;
+        ZipWriter writer(ZipSinkTo(&bytes));
+        const ZipMemberOptions options{.method = method, .descriptor = descriptor, .localSizes = ZipLocalSizes::kNone, .forceZip64 = zip64};
+        writer.Add("empty \xFF name", {}, options);
+        writer.Add("x", data, options);
+        ASSERT_TRUE(writer.Finish({.forceZip64 = zip64}));
+        const MemorySource file(bytes);
+        OpenedZip zip(file);
+        ASSERT_EQ(zip.result, 0);
+        EXPECT_EQ(zip.archive.zip64, zip64);
+        EXPECT_EQ(zip.archive.compressedCount, method == ZipMethod::kStore ? 0 : 2);
+        ASSERT_EQ(zip.Names(), (std::vector<std::string>{"empty \xFF name", "x"}));
+        EXPECT_EQ(ReadText(&zip.archive, 0), "");
+        EXPECT_EQ(ReadText(&zip.archive, 1), std::string(data.begin(), data.end()));
+      }
+    }
+  }
+}
+
+TEST(ZipReader, TakesAnEndRecordOnlyWhenItsCommentReachesTheEnd) {
+  const ByteVector plain = TwoMembers();
+  const ByteVector commented = TwoMembers("twelve bytes");
+  const ByteVector nested = TwoMembers(std::string_view("PK\5\6, 18 bytes more \x12\0", 22));
+  struct Row {
+    const char* what;
+    ByteVector bytes;
+    bool recovered;
+    size_t commentSize;
+  };
+  const auto changed = [](ByteVector bytes, int by) {
+    bytes[kTwoEnd + 20] = uint8_t(bytes[kTwoEnd + 20] + by);
+    return bytes;
+  };
+  const auto extended = [](ByteVector bytes) {
+    bytes.push_back(0);
+    return bytes;
+  };
+  for (const Row& row :
+       {Row{"no comment", plain, false, 0}, Row{"comment", commented, false, 12}, Row{"one too long", changed(commented, 1), true, 0},
+        Row{"one too short", changed(commented, -1), true, 0}, Row{"a byte behind", extended(plain), true, 0},
+        Row{"longest comment", TwoMembers(std::string(65535, 'c')), false, 65535},
+        Row{"signature inside the comment", nested, false, 22}}) {
+    SCOPED_TRACE(row.what);
+    const MemorySource file(row.bytes);
+    const OpenedZip zip(file);
+    EXPECT_EQ(zip.result, 0);
+    EXPECT_EQ(zip.message, "");
+    EXPECT_EQ(zip.archive.recovered, row.recovered);
+    EXPECT_EQ(zip.archive.comment.size(), row.commentSize);
+    EXPECT_EQ(zip.archive.directoryOffset, kTwoDirectory);
+    EXPECT_EQ(zip.Names(), (std::vector<std::string>{"a", "b"}));
+  }
+}
+
+TEST(ZipReader, RefusesWhatIsNoArchive) {
+  ByteVector headless = TwoMembers();
+  headless.erase(headless.begin());
+  headless.resize(60);
+  for (const auto& [bytes, expected] :
+       {std::pair{ByteVector{}, "file too small (0 bytes)"}, std::pair{ByteVector(29), "file too small (29 bytes)"},
+        std::pair{ByteVector(30), "not ZIP or no whole record"}, std::pair{Noise(70000, 3), "not ZIP or no whole record"},
+        std::pair{headless, "not ZIP or no whole record"}}) {
+    const MemorySource file(bytes);
+    const OpenedZip zip(file);
+    EXPECT_EQ(zip.result, -1);
+    EXPECT_EQ(zip.message, expected);
+    EXPECT_TRUE(zip.archive.entries.empty());
+  }
+}
+
+TEST(ZipReader, ReportsADirectoryThatDoesNotHold) {
+  struct Row {
+    const char* what;
+    size_t at;
+    ByteVector patch;
+    const char* message;
+    size_t entries;
+    bool recovered;
+  };
+  const size_t count = kTwoEnd + 10, size = kTwoEnd + 12, offset = kTwoEnd + 16;
+  for (const Row& row :
+       {Row{"more declared", count, {3, 0}, "the directory has 2 records of 3 declared", 2, false},
+        Row{"fewer declared", count, {1, 0}, "the directory has 2 records of 1 declared", 2, false},
+        Row{"second record has another signature",
+            kTwoDirectory + kTwoRecord,
+            {'Q'},
+            "the directory has 1 records of 2 declared",
+            1,
+            false},
+        Row{"second record runs past the directory",
+            kTwoDirectory + kTwoRecord + 32,
+            {1},
+            "the directory has 1 records of 2 declared",
+            1,
+            false},
+        Row{"first record has another signature", kTwoDirectory, {'Q'}, "the directory has 0 records of 2 declared", 2, true},
+        Row{"directory of no bytes", size, {0, 0, 0, 0}, "the directory has 0 records of 2 declared", 2, true},
+        Row{"directory ends inside the end record", size, {94 + kEndRecordSize, 0, 0, 0}, "", 2, false},
+        Row{"directory ends past the file",
+            size,
+            {95 + kEndRecordSize, 0, 0, 0},
+            "central directory outside the file (72+117 > 188)",
+            2,
+            true},
+        Row{"directory begins past the file",
+            offset,
+            {0xFF, 0xFF, 0xFF, 0xFF},
+            "central directory outside the file (4294967295+94 > 188)",
+            2,
+            true},
+        Row{"directory above 2 GiB", size, {1, 0, 0, 0x80}, "central directory outside the file (72+2147483649 > 188)", 2, true}}) {
+    SCOPED_TRACE(row.what);
+    ByteVector bytes = TwoMembers();
+    Overwrite(&bytes, row.at, row.patch);
+    const MemorySource file(bytes);
+    const OpenedZip zip(file);
+    EXPECT_EQ(zip.result, 0);
+    EXPECT_EQ(zip.message, row.message);
+    EXPECT_EQ(zip.archive.entries.size(), row.entries);
+    EXPECT_EQ(zip.archive.recovered, row.recovered);
+    EXPECT_EQ(zip.archive.directoryOffset, kTwoDirectory);  // a walk stops there too
+  }
+}
+
+TEST(ZipReader, KeepsThe32BitValuesWhenTheZip64RecordIsUnusable) {
+  ByteVector good;
+  ZipWriter writer(ZipSinkTo(&good));
+  writer.Add("a", BytesOf("first"));
+  const size_t record = size_t(writer.offset()) + 47;  // behind the directory
+  ASSERT_TRUE(writer.Finish({.forceZip64 = true}));
+  const size_t locator = record + 56;
+  struct Row {
+    const char* what;
+    size_t at;
+    ByteVector patch;
+    bool zip64;
+    const char* message;
+  };
+  for (const Row& row :
+       {Row{"sound", record, {'P'}, true, ""}, Row{"another count", record + 32, {7}, true, "the directory has 1 records of 7 declared"},
+        Row{"locator without signature", locator, {'Q'}, false, ""}, Row{"record without signature", record, {'Q'}, false, ""},
+        Row{"record past the end", locator + 8, LittleEndian({{good.size() - 55, 8}}), false, ""},
+        Row{"record at 2^64 - 1", locator + 8, LittleEndian({{UINT64_MAX, 8}}), false, ""}}) {
+    SCOPED_TRACE(row.what);
+    ByteVector bytes = good;
+    Overwrite(&bytes, row.at, row.patch);
+    const MemorySource file(bytes);
+    const OpenedZip zip(file);
+    EXPECT_EQ(zip.result, 0);
+    EXPECT_EQ(zip.message, row.message);
+    EXPECT_EQ(zip.archive.zip64, row.zip64);
+    EXPECT_FALSE(zip.archive.recovered);
+    EXPECT_EQ(zip.archive.entries.size(), 1u);
+  }
+}
+
+// A directory record in front of an end record: the archive has no members, only what its directory says.
+ByteVector DirectoryOnly(uint32_t uncompressed, uint32_t compressed, uint32_t offset, const ByteVector& extra) {
+  ByteVector bytes = LittleEndian({{0x02014b50, 4},
+                                   {20, 2},
+                                   {20, 2},
+                                   {0, 2},
+                                   {0, 2},
+                                   {0, 4},
+                                   {0, 4},
+                                   {compressed, 4},
+                                   {uncompressed, 4},
+                                   {1, 2},
+                                   {extra.size(), 2},
+                                   {0, 2},
+                                   {0, 2},
+                                   {0, 2},
+                                   {0, 4},
+                                   {offset, 4},
+                                   {'n', 1}});
+  Append(&bytes, extra);
+  const size_t size = bytes.size();
+  Append(&bytes, LittleEndian({{0x06054b50, 4}, {0, 4}, {1, 2}, {1, 2}, {size, 4}, {0, 4}, {0, 2}}));
+  return bytes;
+}
+
+TEST(ZipReader, TakesFrom64BitExtraFieldOnlyWhatTheRecordLacks) {
+  constexpr uint32_t kLacks = 0xFFFFFFFF;
+  const uint64_t u = 0x100000001, c = 0x200000002, o = 0x300000003;
+  struct Row {
+    const char* what;
+    uint32_t uncompressed, compressed, offset;
+    ByteVector extra;
+    uint64_t expectedUncompressed, expectedCompressed, expectedOffset;
+  };
+  for (const Row& row :
+       {Row{"all three", kLacks, kLacks, kLacks, LittleEndian({{1, 2}, {24, 2}, {u, 8}, {c, 8}, {o, 8}}), u, c, o},
+        Row{"offset alone", 5, 6, kLacks, LittleEndian({{1, 2}, {8, 2}, {o, 8}}), 5, 6, o},
+        Row{"compressed size and offset", 5, kLacks, kLacks, LittleEndian({{1, 2}, {16, 2}, {c, 8}, {o, 8}}), 5, c, o},
+        Row{"nothing lacking", 5, 6, 7, LittleEndian({{1, 2}, {24, 2}, {u, 8}, {c, 8}, {o, 8}}), 5, 6, 7},
+        Row{"behind other items", kLacks, 6, 7, LittleEndian({{0x5455, 2}, {1, 2}, {9, 1}, {1, 2}, {8, 2}, {u, 8}}), u, 6, 7},
+        Row{"second item of the id", kLacks, kLacks, 7, LittleEndian({{1, 2}, {8, 2}, {u, 8}, {1, 2}, {8, 2}, {c, 8}}), u, kLacks, 7},
+        Row{"item too short", kLacks, kLacks, 7, LittleEndian({{1, 2}, {15, 2}, {u, 8}, {c, 7}}), u, kLacks, 7},
+        Row{"item of no value", kLacks, 6, 7, LittleEndian({{1, 2}, {7, 2}, {u, 7}}), kLacks, 6, 7},
+        Row{"item past the extra field", kLacks, 6, 7, LittleEndian({{1, 2}, {9, 2}, {u, 8}}), kLacks, 6, 7}}) {
+    SCOPED_TRACE(row.what);
+    const ByteVector bytes = DirectoryOnly(row.uncompressed, row.compressed, row.offset, row.extra);
+    const MemorySource file(bytes);
+    const OpenedZip zip(file);
+    ASSERT_EQ(zip.result, 0);
+    EXPECT_EQ(zip.message, "");
+    ASSERT_EQ(zip.archive.entries.size(), 1u);
+    EXPECT_EQ(zip.archive.entries[0].uncompressedSize, row.expectedUncompressed);
+    EXPECT_EQ(zip.archive.entries[0].compressedSize, row.expectedCompressed);
+    EXPECT_EQ(zip.archive.entries[0].localHeaderOffset, row.expectedOffset);
+  }
+}
+
+TEST(ZipReader, TellsWhyAMemberCannotBeRead) {
+  // DEFLATE (RFC 1951): 01 05 00 FA FF + 5 bytes is one stored block. ZSTD (RFC 8878): magic, descriptor 20 (single segment), size 5,
+  // header of a last raw block of 5 bytes (5 << 3 | 1), 5 bytes.
+  const ByteVector deflated = {0x01, 0x05, 0x00, 0xFA, 0xFF, 'h', 'e', 'l', 'l', 'o'};
+  const ByteVector zstd = {0x28, 0xB5, 0x2F, 0xFD, 0x20, 0x05, 0x29, 0x00, 0x00, 'h', 'e', 'l', 'l', 'o'};
+  const ByteVector reservedBlock = {0x07};  // DEFLATE block type 3
+  struct Row {
+    const char* what;
+    uint16_t method;
+    const ByteVector& data;
+    uint64_t uncompressedSize;
+    uint64_t capacity;
+    int64_t expected;
+  };
+  for (const Row& row :
+       {Row{"DEFLATE", 8, deflated, 5, 5, 5}, Row{"ZSTD", 93, zstd, 5, 9, 5},
+        Row{"STORE of another size", 0, deflated, 9, 20, kZipSizeMismatch},
+        Row{"destination too small", 0, deflated, 10, 9, kZipSizeMismatch},
+        Row{"DEFLATE gives a byte more", 8, deflated, 4, 20, kZipSizeMismatch},
+        Row{"DEFLATE gives a byte less", 8, deflated, 6, 20, kZipSizeMismatch},
+        Row{"DEFLATE garbage", 8, reservedBlock, 5, 20, kZipCorrupt}, Row{"ZSTD gives a byte more", 93, zstd, 4, 20, kZipSizeMismatch},
+        Row{"ZSTD gives a byte less", 93, zstd, 6, 20, kZipSizeMismatch}, Row{"ZSTD garbage", 93, deflated, 5, 20, kZipCorrupt},
+        Row{"LZMA", 14, deflated, 5, 20, kZipUnsupportedMethod}, Row{"LZMA into too little", 14, deflated, 5, 4, kZipSizeMismatch}}) {
+    SCOPED_TRACE(row.what);
+    ByteVector bytes;
+    ZipWriter writer(ZipSinkTo(&bytes));
+    writer.AddRaw("m", {row.method, row.data, row.uncompressedSize, 0});
+    writer.Finish();
+    const MemorySource file(bytes);
+    OpenedZip zip(file);
+    ASSERT_EQ(zip.result, 0);
+    ByteVector out(row.capacity);
+    ZipReadScratch scratch;
+    EXPECT_EQ(zip_read_entry(&zip.archive, 0, out.data(), out.size(), &scratch), row.expected);
+    if (row.expected >= 0) {
+      EXPECT_EQ(std::string(out.begin(), out.begin() + 5), "hello");
+    }
+    const bool wasRead = row.method != 14 && row.capacity >= row.uncompressedSize && row.method != 0;
+    EXPECT_EQ(scratch.bytesRead, wasRead ? row.data.size() : 0);
+  }
+}
+
+TEST(ZipReader, ChecksTheLocalHeaderOfAMember) {
+  struct Row {
+    const char* what;
+    size_t at;
+    ByteVector patch;
+    uint64_t dataOffset;  // of member 1, whose header is at 36 and whose data begin at 67
+  };
+  const size_t record = kTwoDirectory + kTwoRecord;
+  for (const Row& row :
+       {Row{"sound", 36, {'P'}, 67}, Row{"another signature", 36, {'Q'}, 0},
+        Row{"longer name than the directory says", 36 + 26, {4, 0}, 70}, Row{"extra field that the directory lacks", 36 + 28, {9, 0}, 76},
+        Row{"data end with the file", record + 20, LittleEndian({{188 - 67, 4}}), 67},
+        Row{"data end past the file", record + 20, LittleEndian({{188 - 66, 4}}), 0},
+        Row{"header cut off by the end of the file", record + 42, LittleEndian({{188 - 29, 4}}), 0},
+        Row{"header past the file", record + 42, LittleEndian({{0xFFFFFFFF, 4}}), 0}}) {
+    SCOPED_TRACE(row.what);
+    ByteVector bytes = TwoMembers();
+    Overwrite(&bytes, row.at, row.patch);
+    const MemorySource file(bytes);
+    OpenedZip zip(file);
+    ASSERT_EQ(zip.archive.entries.size(), 2u);
+    EXPECT_EQ(zip_entry_data_offset(&zip.archive, 1), row.dataOffset);
+    EXPECT_EQ(zip.archive.entries[1].dataOffset, row.dataOffset);
+    ZipReadScratch scratch;
+    uint8_t out[8];
+    if (row.dataOffset == 0) {
+      EXPECT_EQ(zip_read_entry(&zip.archive, 1, out, sizeof(out), &scratch), kZipReadFailed);
+    }
+    for (const int32_t outside : {-1, 2, INT32_MIN, INT32_MAX}) {
+      EXPECT_EQ(zip_entry_data_offset(&zip.archive, outside), 0u);
+      EXPECT_EQ(zip_read_entry(&zip.archive, outside, out, sizeof(out), &scratch), kZipReadFailed);
+    }
+  }
+}
+
+TEST(ZipReader, SurvivesAFileThatStopsGivingBytes) {
+  // Longer than the tail that is read first, so that only the end of the file is out of reach of the failure.
+  ByteVector bytes;
+  ZipWriter writer(ZipSinkTo(&bytes));
+  writer.Add("a", BytesOf("first"));
+  writer.Add("b", Noise(100000, 5));
+  writer.Finish();
+
+  EXPECT_EQ(OpenedZip(FlakySource(bytes, bytes.size() - 1)).message, "error reading the end of the file");
+  EXPECT_EQ(OpenedZip(FlakySource(bytes, 0)).result, -1);
+
+  const MemorySource whole(bytes);
+  OpenedZip zip(whole);
+  const FlakySource cut(bytes, 50000);
+  zip.archive.file = &cut;
+  ZipReadScratch scratch;
+  ByteVector out(100000);
+  EXPECT_EQ(zip_read_entry(&zip.archive, 1, out.data(), out.size(), &scratch), kZipReadFailed);
+  EXPECT_EQ(scratch.bytesRead, 50000u - zip.archive.entries[1].dataOffset);
+  EXPECT_EQ(zip_read_entry(&zip.archive, 0, out.data(), out.size(), &scratch), 5);
+}
+
+TEST(ZipReader, ReusesItsScratch) {
+  ByteVector bytes;
+  ZipWriter writer(ZipSinkTo(&bytes));
+  for (const ZipMethod method : {ZipMethod::kDeflate, ZipMethod::kZstd}) {
+    writer.Add("frame 1", Noise(10000, 1), {.method = method});
+    writer.Add("frame 2, a little larger", Noise(10500, 2), {.method = method});
+  }
+  writer.Finish();
+  const MemorySource file(bytes);
+  OpenedZip zip(file);
+  ZipReadScratch scratch;
+  ByteVector out(10500);
+  ASSERT_EQ(zip_read_entry(&zip.archive, 0, out.data(), out.size(), &scratch), 10000);
+  const uint8_t* const buffer = scratch.buffer.data();
+  for (int i = 1; i < 4; ++i) ASSERT_GT(zip_read_entry(&zip.archive, i, out.data(), out.size(), &scratch), 0);
+  EXPECT_EQ(scratch.buffer.data(), buffer);
+  EXPECT_EQ(out, Noise(10500, 2));
+
+  zip_scratch_free(&scratch);
+  EXPECT_EQ(scratch.buffer.capacity(), 0u);
+  EXPECT_EQ(scratch.zstdContext, nullptr);
+  EXPECT_EQ(scratch.deflateContext, nullptr);
+  EXPECT_EQ(zip_read_entry(&zip.archive, 3, out.data(), out.size(), &scratch), 10500);
+}
+
+TEST(ZipReader, ReportsShortMemory) {
+  ByteVector bytes;
+  ZipWriter writer(ZipSinkTo(&bytes));
+  writer.Add("a", BytesOf("first"), {.method = ZipMethod::kDeflate});
+  writer.Finish();
+  const MemorySource file(bytes);
+
+  FailAllocationForTest(0);  // the tail
+  EXPECT_EQ(OpenedZip(file).message, "error reading the end of the file");
+  FailAllocationForTest(1);  // the directory: the walk takes over, without a message
+  const OpenedZip walked(file);
+  EXPECT_EQ(walked.result, 0);
+  EXPECT_EQ(walked.message, "");
+  EXPECT_TRUE(walked.archive.recovered);
+  EXPECT_EQ(walked.archive.compressedCount, 1);
+  const ByteVector noDirectory(bytes.begin(), bytes.end() - 10);
+  FailAllocationForTest(1);  // the walk's buffer
+  EXPECT_EQ(OpenedZip(MemorySource(noDirectory)).message, "not ZIP or no whole record");
+
+  OpenedZip zip(file);
+  ZipReadScratch scratch;
+  uint8_t out[5];
+  FailAllocationForTest(0);
+  EXPECT_EQ(zip_read_entry(&zip.archive, 0, out, sizeof(out), &scratch), kZipOutOfMemory);
+  EXPECT_EQ(zip_read_entry(&zip.archive, 0, out, sizeof(out), &scratch), 5);
+  FailAllocationForTest(-1);
+}
+
+TEST(ZipReader, ClosesCompletely) {
+  const ByteVector bytes = TwoMembers("comment");
+  const MemorySource file(bytes);
+  OpenedZip zip(file);
+  zip_close(&zip.archive);
+  EXPECT_EQ(zip.archive.file, nullptr);
+  EXPECT_TRUE(zip.archive.entries.empty());
+  EXPECT_TRUE(zip.archive.comment.empty());
+  EXPECT_EQ(zip_entry_data_offset(&zip.archive, 0), 0u);
+}
+
+TEST(ZipReader, NamesResultsAndMethods) {
+  for (const auto& [code, text] : {std::pair{0, "OK"}, std::pair{-1, "record not read completely"},
+                                   std::pair{-2, "ZIP compression method not supported (only STORE, DEFLATE, ZSTD)"},
+                                   std::pair{-3, "compressed record data is corrupt"}, std::pair{-4, "record size does not match"},
+                                   std::pair{-5, "out of memory"}, std::pair{-6, "?"}, std::pair{1, "?"}}) {
+    EXPECT_STREQ(zip_result_text(code), text);
+  }
+  for (const auto& [method, name] : {std::pair{0, "STORE"}, std::pair{8, "DEFLATE"}, std::pair{12, "BZIP2"}, std::pair{14, "LZMA"},
+                                     std::pair{93, "ZSTD"}, std::pair{9, "?"}, std::pair{65535, "?"}}) {
+    EXPECT_STREQ(zip_method_name(uint16_t(method)), name);
+  }
+}
+
+}  // namespace
+}  // namespace qx

@@ -1,0 +1,88 @@
+// What the ZIP tests share: opened archives with their message, patches, byte patterns, sources that fail or count.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/byte_source.h"
+#include "rawzip/zip_reader.h"
+
+namespace qx {
+
+using ByteVector = std::vector<uint8_t>;
+
+struct OpenedZip {
+  explicit OpenedZip(const ByteSource& file) {
+    MessageBuffer<256> buffer;
+    result = zip_open(&archive, file, buffer);
+    message = buffer.text();
+  }
+  std::vector<std::string> Names() const {
+    std::vector<std::string> names;
+    for (const ZipEntry& entry : archive.entries) names.push_back(entry.name);
+    return names;
+  }
+
+  ZipArchive archive;
+  int result = 0;
+  std::string message;
+};
+
+inline ByteVector BytesOf(std::string_view text) {
+  return ByteVector(text.begin(), text.end());
+}
+
+/// Bytes that do not compress (xorshift, the same for the same seed).
+inline ByteVector Noise(size_t count, uint32_t seed) {
+  ByteVector bytes(count);
+  uint32_t state = seed * 2654435761u + 1;
+  for (uint8_t& byte : bytes) {
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    byte = uint8_t(state >> 24);
+  }
+  return bytes;
+}
+
+/// Little-endian fields given as (value, bytes).
+inline ByteVector LittleEndian(std::initializer_list<std::pair<uint64_t, int>> fields) {
+  ByteVector bytes;
+  for (const auto& [value, count] : fields) {
+    for (int i = 0; i < count; ++i) bytes.push_back(uint8_t(value >> (8 * i)));
+  }
+  return bytes;
+}
+
+inline void Overwrite(ByteVector* bytes, size_t at, const ByteVector& patch) {
+  std::copy(patch.begin(), patch.end(), bytes->begin() + at);
+}
+inline void Append(ByteVector* bytes, const ByteVector& more) {
+  bytes->insert(bytes->end(), more.begin(), more.end());
+}
+
+/// Memory that gives nothing from `failFrom` on, and counts the bytes it gave.
+class FlakySource final : public ByteSource {
+ public:
+  explicit FlakySource(const ByteVector& bytes, uint64_t failFrom = UINT64_MAX) : memory_(bytes), failFrom_(failFrom) {}
+  uint64_t size() const override { return memory_.size(); }
+  uint64_t ReadAt(uint64_t offset, void* out, uint64_t count) const override {
+    if (offset >= failFrom_) return 0;
+    const uint64_t given = memory_.ReadAt(offset, out, std::min(count, failFrom_ - offset));
+    bytesRead += given;
+    return given;
+  }
+
+  mutable uint64_t bytesRead = 0;
+
+ private:
+  MemorySource memory_;
+  uint64_t failFrom_;
+};
+
+}  // namespace qx
