@@ -43,8 +43,9 @@ bool ComputeSlots(const SourceTimeline& source, std::vector<int64_t>& slots) {
   return true;
 }
 
+/// What the rate counts as: 24 when it is none.
 double UsableRate(double fps) {
-  return fps > 0 && std::isfinite(fps) ? fps : 24;
+  return fps > 0 && std::isfinite(fps) ? std::min(fps, double(kMaxRate)) : 24;
 }
 
 /// Writes a rate as a fraction: whole rates over 1, NTSC rates over 1001, everything else in thousandths.
