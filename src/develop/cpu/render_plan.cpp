@@ -1,0 +1,178 @@
+#include "develop/cpu/render_plan.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <new>
+
+namespace qx {
+
+namespace {
+
+bool SameWarp(const LensWarp& a, const LensWarp& b) {
+  return a.active == b.active && std::equal(a.k, a.k + 4, b.k) && std::equal(a.t, a.t + 2, b.t) && a.centreX == b.centreX &&
+         a.centreY == b.centreY && a.radius == b.radius;
+}
+
+bool SameGeometry(const DevelopGeometry& a, const DevelopGeometry& b) {
+  return a.activeWidth == b.activeWidth && a.activeHeight == b.activeHeight && a.cropX == b.cropX && a.cropY == b.cropY &&
+         a.cropWidth == b.cropWidth && a.cropHeight == b.cropHeight && a.output == b.output && SameWarp(a.warp, b.warp);
+}
+
+int FirstTexel(double low) {
+  return int(std::floor(low - 0.5)) + 1;
+}
+int LastTexel(double high) {
+  return int(std::ceil(high + 0.5)) - 1;
+}
+
+RowRange Limited(int first, int last, int height) {
+  return {std::clamp(first, 0, height - 1), std::clamp(last, 0, height - 1)};
+}
+
+// The output pixel covers `scale` texels around its centre, never less than one.
+BoxAxis MakeBoxAxis(double origin, double scale, int outputs, int texels) {
+  BoxAxis axis;
+  axis.spans.reserve(size_t(outputs));
+  const double reach = 0.5 * std::max(scale, 1.0);
+  for (int i = 0; i < outputs; ++i) {
+    const double centre = origin + (i + 0.5) * scale - 0.5;
+    const double low = centre - reach, high = centre + reach;
+    BoxSpan span;
+    span.first = FirstTexel(low);
+    span.last = LastTexel(high);
+    span.firstWeight = int(axis.weights.size());
+    double sum = 0;
+    for (int t = span.first; t <= span.last; ++t) {
+      const double weight = std::max(std::min(t + 0.5, high) - std::max(t - 0.5, low), 0.0);
+      axis.weights.push_back(float(weight));
+      sum += weight;
+    }
+    span.inverseSum = float(1 / sum);
+    axis.spans.push_back(span);
+  }
+  axis.halfOrigin = axis.spans[0].first;
+  axis.isExactHalf = scale == 2 && origin == axis.halfOrigin && axis.halfOrigin >= 0 && axis.halfOrigin + 2 * outputs <= texels;
+  return axis;
+}
+
+void PlanBox(RenderPlan* plan) {
+  const DevelopGeometry& g = plan->geometry;
+  plan->columns = MakeBoxAxis(g.cropX, g.scaleX(), g.output.width, g.activeWidth);
+  plan->rows = MakeBoxAxis(g.cropY, g.scaleY(), g.output.height, g.activeHeight);
+  for (const BoxSpan& span : plan->rows.spans) plan->sourceRows.push_back(Limited(span.first, span.last, g.activeHeight));
+}
+
+void PlanCopy(RenderPlan* plan) {
+  const DevelopGeometry& g = plan->geometry;
+  for (int y = 0; y < g.output.height; ++y) plan->sourceRows.push_back(Limited(int(g.cropY) + y, int(g.cropY) + y, g.activeHeight));
+}
+
+bool PlanWarpRows(RenderPlan* plan, int firstRow, int endRow) {
+  const DevelopGeometry& g = plan->geometry;
+  WarpFootprints footprints;
+  if (!footprints.Reserve(*plan)) return false;
+  for (int y = firstRow; y < endRow; ++y) {
+    footprints.Compute(*plan, y);
+    const double low = *std::min_element(footprints.lowY(), footprints.lowY() + g.output.width);
+    const double high = *std::max_element(footprints.highY(), footprints.highY() + g.output.width);
+    plan->sourceRows[size_t(y)] = Limited(FirstTexel(low), LastTexel(high), g.activeHeight);
+  }
+  return true;
+}
+
+bool PlanWarp(RenderPlan* plan, WorkerPool* pool) {
+  const DevelopGeometry& g = plan->geometry;
+  for (int x = 0; x < g.output.width; ++x) plan->centreX.push_back(g.cropX + (x + 0.5) * g.scaleX() - 0.5);
+  for (int x = 0; x <= g.output.width; ++x) plan->edgeX.push_back(g.cropX + x * g.scaleX() - 0.5);
+  plan->sourceRows.resize(size_t(g.output.height));
+  const int parts = worker_pool_threads(pool) + 1;
+  return RunParts(pool, parts, [&](int part) {
+           const auto row = [&](int p) { return int(int64_t(g.output.height) * p / parts); };
+           return PlanWarpRows(plan, row(part), row(part + 1)) ? 0 : -1;
+         }) == 0;
+}
+
+}  // namespace
+
+int RenderPlan::FirstSourceRow(int firstRow, int endRow) const {
+  int first = sourceRows[size_t(firstRow)].first;
+  for (int y = firstRow; y < endRow; ++y) first = std::min(first, sourceRows[size_t(y)].first);
+  return first;
+}
+
+int RenderPlan::RingRows(int firstRow, int endRow) const {
+  // While output row y is made, the ring reaches from the lowest row that it or a later row needs to the highest that it or an earlier one
+  // needed. Both ends only grow with y, so one walk from below with the highest rows found before it is enough.
+  std::vector<int> highest;
+  int last = 0;
+  for (int y = firstRow; y < endRow; ++y) highest.push_back(last = std::max(last, sourceRows[size_t(y)].last));
+  int ring = 1, first = sourceRows[size_t(endRow - 1)].first;
+  for (int y = endRow - 1; y >= firstRow; --y) {
+    first = std::min(first, sourceRows[size_t(y)].first);
+    ring = std::max(ring, highest[size_t(y - firstRow)] - first + 1);
+  }
+  return ring;
+}
+
+bool UpdateRenderPlan(const DevelopGeometry& geometry, WorkerPool* pool, RenderPlan* plan) {
+  if (!plan->sourceRows.empty() && SameGeometry(plan->geometry, geometry)) return true;
+  *plan = {};
+  plan->geometry = geometry;
+  plan->mode = geometry.warp.active ? RenderMode::kWarp : geometry.isCopy() ? RenderMode::kCopy : RenderMode::kBox;
+  if (plan->mode == RenderMode::kWarp) {
+    if (PlanWarp(plan, pool)) return true;
+    *plan = {};
+    return false;
+  }
+  if (plan->mode == RenderMode::kBox) {
+    PlanBox(plan);
+  } else {
+    PlanCopy(plan);
+  }
+  return true;
+}
+
+bool WarpFootprints::Reserve(const RenderPlan& plan) {
+  pitch_ = (size_t(plan.geometry.output.width) + 1 + 7) & ~size_t(7);
+  lowerEdge_ = -1;
+  return buffer_.Reserve(10 * pitch_);
+}
+
+void WarpFootprints::Compute(const RenderPlan& plan, int outputRow) {
+  const DevelopGeometry& g = plan.geometry;
+  const int n = g.output.width;
+  double *lowX = Array(0), *highX = Array(1), *lowY = Array(2), *highY = Array(3);
+  double *centreX = Array(4), *centreY = Array(5), *edgeX = Array(6), *unused = Array(7), *upper = Array(8), *lower = Array(9);
+
+  const double y = g.cropY + (outputRow + 0.5) * g.scaleY() - 0.5;
+  kernels_.warpPoints(g.warp, plan.centreX.data(), y, centreX, centreY, n);
+  kernels_.warpPoints(g.warp, plan.edgeX.data(), y, edgeX, unused, n + 1);
+  if (lowerEdge_ == outputRow) {
+    std::copy(lower, lower + n, upper);
+  } else {
+    EdgeRow(plan, outputRow, upper);
+  }
+  EdgeRow(plan, outputRow + 1, lower);
+  lowerEdge_ = outputRow + 1;
+
+  const double reachX = Reach(g.scaleX()), reachY = Reach(g.scaleY());
+  const auto footprint = [](double centre, double one, double other, double reach, int texels, double* low, double* high) {
+    // Written so that a position that is not a number ends at a defined place: the image's first texel.
+    const double c = centre > -reach ? std::min(centre, texels + reach) : -reach;
+    *low = std::max(std::min({c - 0.5, one, other}), c - reach);
+    *high = std::min(std::max({c + 0.5, one, other}), c + reach);
+  };
+  for (int x = 0; x < n; ++x) {
+    footprint(centreX[x], edgeX[x], edgeX[x + 1], reachX, g.activeWidth, &lowX[x], &highX[x]);
+    footprint(centreY[x], upper[x], lower[x], reachY, g.activeHeight, &lowY[x], &highY[x]);
+  }
+}
+
+// The warped y of the points above row `edge` (below row `edge` − 1).
+void WarpFootprints::EdgeRow(const RenderPlan& plan, int edge, double* y) {
+  const DevelopGeometry& g = plan.geometry;
+  kernels_.warpPoints(g.warp, plan.centreX.data(), g.cropY + edge * g.scaleY() - 0.5, Array(7), y, g.output.width);
+}
+
+}  // namespace qx

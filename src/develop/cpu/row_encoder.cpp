@@ -1,0 +1,76 @@
+#include "develop/cpu/row_encoder.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+
+namespace qx {
+
+namespace {
+
+// The Rec.709 curve jumps by about 16 codes where its straight and its curved part meet, so a piece has to begin exactly there.
+constexpr float kStraightEnd = 0.018f, kStraightSlope = 4.5f;
+// 512 pieces an octave: the chord of x^0.45 is then at most 0.01 codes off.
+constexpr int kRec709Shift = 14;
+// Far above any exposure; bounds the table for a broken one.
+constexpr float kLargestWhite = 1048576;
+constexpr int kLogShift = 16;
+constexpr int kLutChunk = 64;
+
+}  // namespace
+
+bool RowEncoder::Update(const EncodingState& state) {
+  state_ = state;
+  if (state.profile == 0) return BuildRec709(state.white);
+  if (state.kind != OutputKind::kLinear) curve_ = {GetCurveTable(state.kind), 0, kLogShift, std::numeric_limits<float>::infinity()};
+  return true;
+}
+
+bool RowEncoder::BuildRec709(float white) {
+  if (rec709_.data() != nullptr && white == rec709White_) return true;
+  const float largest = white > 1 ? std::min(white, kLargestWhite) : 1;
+  const int32_t firstBits = std::bit_cast<int32_t>(kStraightEnd), pieceWidth = 1 << kRec709Shift;
+  const int32_t pieces = ((std::bit_cast<int32_t>(largest) - firstBits) >> kRec709Shift) + 1;
+  if (!rec709_.Reserve(uint64_t(pieces) + 1)) return false;
+
+  const float beforeStart = std::bit_cast<float>(firstBits - pieceWidth);
+  rec709_[0] = {kStraightSlope * beforeStart * 65535, kStraightSlope * 65535};
+  for (int32_t i = 0; i < pieces; ++i) {
+    const float start = std::bit_cast<float>(firstBits + i * pieceWidth);
+    const float end = std::min(std::bit_cast<float>(firstBits + (i + 1) * pieceWidth), largest);
+    const float atStart = Encode709(start, white) * 65535, atEnd = Encode709(end, white) * 65535;
+    rec709_[size_t(i) + 1] = {atStart, end > start ? (atEnd - atStart) / (end - start) : 0};
+  }
+  curve_ = {rec709_.data() + 1, firstBits, kRec709Shift, largest};
+  rec709White_ = white;
+  return true;
+}
+
+void RowEncoder::Encode(const LinearRow& in, uint16_t* rgb, int n) const {
+  if (state_.profile == 0 && state_.lut != nullptr) {
+    EncodeLut(in, rgb, n);
+  } else if (state_.profile == 0) {
+    kernels_.encodeCurve(in, nullptr, curve_, rgb, n);
+  } else if (state_.kind == OutputKind::kLinear) {
+    kernels_.encodeLinear(in, state_.gamut.data(), rgb, n);
+  } else {
+    kernels_.encodeCurve(in, state_.gamut.data(), curve_, rgb, n);
+  }
+}
+
+void RowEncoder::EncodeLut(const LinearRow& in, uint16_t* rgb, int n) const {
+  float encoded[3][kLutChunk];
+  for (int first = 0; first < n; first += kLutChunk) {
+    const int count = std::min(kLutChunk, n - first);
+    kernels_.applyCurve(in.r + first, curve_, encoded[0], count);
+    kernels_.applyCurve(in.g + first, curve_, encoded[1], count);
+    kernels_.applyCurve(in.b + first, curve_, encoded[2], count);
+    for (int x = 0; x < count; ++x) {
+      float color[3] = {encoded[0][x], encoded[1][x], encoded[2][x]};
+      ApplyLut(*state_.lut, color);
+      for (int c = 0; c < 3; ++c) *rgb++ = uint16_t(color[c] * 65535 + 0.5f);
+    }
+  }
+}
+
+}  // namespace qx

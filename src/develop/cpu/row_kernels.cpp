@@ -1,0 +1,169 @@
+#include "develop/cpu/row_kernels.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "platform/cpu_features.h"
+
+namespace qx {
+
+namespace plain {
+
+namespace {
+
+constexpr float kOneOver65535 = 1.0f / 65535;
+
+// Both sums of the 5 × 5 method are in units of 1/16.
+uint16_t Round16th(int32_t sum) {
+  return uint16_t(std::clamp((sum + 8) >> 4, 0, 65535));
+}
+uint16_t RoundQuarter(int32_t sum) {
+  return uint16_t(std::clamp((sum + 2) >> 2, 0, 65535));
+}
+
+// As the vector minimum and maximum choose: the second operand when the comparison fails, so that NaN becomes `limit`.
+float AtLeast(float v, float limit) {
+  return v > limit ? v : limit;
+}
+float AtMost(float v, float limit) {
+  return v < limit ? v : limit;
+}
+
+struct Rgb {
+  float r, g, b;
+};
+
+float Dot(const float* row, const Rgb& c) {
+  return row[0] * c.r + row[1] * c.g + row[2] * c.b;
+}
+
+Rgb ThroughMatrix(const float* matrix, const Rgb& c) {
+  return matrix == nullptr ? c : Rgb{Dot(matrix, c), Dot(matrix + 3, c), Dot(matrix + 6, c)};
+}
+
+float CurveValue(const CurveView& curve, float value) {
+  const float x = AtMost(AtLeast(value, 0), curve.largest);
+  const int32_t pieceWidth = 1 << curve.shift;
+  const int32_t distance = std::max(std::bit_cast<int32_t>(x) - curve.firstBits, -pieceWidth);
+  const float start = std::bit_cast<float>((distance & -pieceWidth) + curve.firstBits);
+  const CurveBucket& piece = curve.pieces[distance >> curve.shift];
+  return AtMost(AtLeast(piece.base + piece.slope * (x - start), 0), 65535);
+}
+
+uint16_t CurveCode(const CurveView& curve, float value) {
+  return uint16_t(CurveValue(curve, value) + 0.5f);
+}
+
+uint16_t LinearCode(float value) {
+  return uint16_t(AtMost(AtLeast(value, 0), 1) * 65535 + 0.5f);
+}
+
+}  // namespace
+
+void Unpack(const uint16_t* samples, const UnpackLevels& levels, const float* gains, uint16_t* out, int n) {
+  for (int x = 0; x < n; ++x) {
+    const int phase = x & 1;
+    float v = AtLeast((float(samples[x]) - levels.black[phase]) / levels.range[phase], 0);
+    if (gains != nullptr) v *= gains[x];
+    v = AtLeast(v * levels.whiteBalance[phase], 0);
+    out[x] = uint16_t(AtMost(v, 1) * 65535 + 0.5f);
+  }
+}
+
+void Gradient(const uint16_t* const rows[5], uint16_t* own, uint16_t* green, uint16_t* opposite, int n) {
+  const uint16_t *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
+  for (int x = 0; x < n; x += 2) {
+    const int32_t cross = b[x] + d[x] + c[x - 1] + c[x + 1];
+    const int32_t diagonal = b[x - 1] + b[x + 1] + d[x - 1] + d[x + 1];
+    const int32_t far = c[x - 2] + c[x + 2] + a[x] + e[x];
+    own[x] = c[x];
+    green[x] = Round16th(8 * c[x] + 4 * cross - 2 * far);
+    opposite[x] = Round16th(12 * c[x] + 4 * diagonal - 3 * far);
+  }
+  for (int x = 1; x < n; x += 2) {
+    const int32_t across = c[x - 1] + c[x + 1], farAcross = c[x - 2] + c[x + 2];
+    const int32_t down = b[x] + d[x], farDown = a[x] + e[x];
+    const int32_t common = 10 * c[x] - 2 * (b[x - 1] + b[x + 1] + d[x - 1] + d[x + 1]);
+    own[x] = Round16th(common + 8 * across - 2 * farAcross + farDown);
+    green[x] = c[x];
+    opposite[x] = Round16th(common + 8 * down - 2 * farDown + farAcross);
+  }
+}
+
+void Bilinear(const uint16_t* const rows[3], uint16_t* own, uint16_t* green, uint16_t* opposite, int n) {
+  const uint16_t *b = rows[0], *c = rows[1], *d = rows[2];
+  for (int x = 0; x < n; x += 2) {
+    own[x] = c[x];
+    green[x] = RoundQuarter(b[x] + d[x] + c[x - 1] + c[x + 1]);
+    opposite[x] = RoundQuarter(b[x - 1] + b[x + 1] + d[x - 1] + d[x + 1]);
+  }
+  for (int x = 1; x < n; x += 2) {
+    own[x] = RoundQuarter(2 * (c[x - 1] + c[x + 1]));
+    green[x] = c[x];
+    opposite[x] = RoundQuarter(2 * (b[x] + d[x]));
+  }
+}
+
+void Color(const RgbRow& in, const ColorStep& step, float* const out[3], int n) {
+  for (int x = 0; x < n; ++x) {
+    const Rgb c = {float(in.r[x]) * kOneOver65535, float(in.g[x]) * kOneOver65535, float(in.b[x]) * kOneOver65535};
+    for (int i = 0; i < 3; ++i) out[i][x] = AtLeast(Dot(&step.matrix[size_t(3 * i)], c) * step.gain, 0);
+  }
+}
+
+void Halve(const float* above, const float* below, float* out, int n) {
+  for (int x = 0; x < n; ++x) out[x] = ((above[2 * x] + below[2 * x]) + (above[2 * x + 1] + below[2 * x + 1])) * 0.25f;
+}
+
+void WarpPoints(const LensWarp& warp, const double* x, double y, double* outX, double* outY, int n) {
+  for (int i = 0; i < n; ++i) {
+    const Point p = ApplyLensWarp(warp, {x[i], y});
+    outX[i] = p.x;
+    outY[i] = p.y;
+  }
+}
+
+void EncodeCurve(const LinearRow& in, const float* gamut, const CurveView& curve, uint16_t* rgb, int n) {
+  for (int x = 0; x < n; ++x) {
+    const Rgb c = ThroughMatrix(gamut, {in.r[x], in.g[x], in.b[x]});
+    rgb[3 * x] = CurveCode(curve, c.r);
+    rgb[3 * x + 1] = CurveCode(curve, c.g);
+    rgb[3 * x + 2] = CurveCode(curve, c.b);
+  }
+}
+
+void ApplyCurve(const float* in, const CurveView& curve, float* out, int n) {
+  for (int x = 0; x < n; ++x) out[x] = CurveValue(curve, in[x]) * kOneOver65535;
+}
+
+void EncodeLinear(const LinearRow& in, const float* gamut, uint16_t* rgb, int n) {
+  for (int x = 0; x < n; ++x) {
+    const Rgb c = ThroughMatrix(gamut, {in.r[x], in.g[x], in.b[x]});
+    rgb[3 * x] = LinearCode(c.r);
+    rgb[3 * x + 1] = LinearCode(c.g);
+    rgb[3 * x + 2] = LinearCode(c.b);
+  }
+}
+
+}  // namespace plain
+
+std::span<const RowKernels> RowKernelVariants() {
+  static const RowKernels variants[] = {
+      {"plain", true, plain::Unpack, plain::Gradient, plain::Bilinear, plain::Color, plain::Halve, plain::WarpPoints, plain::EncodeCurve,
+       plain::ApplyCurve, plain::EncodeLinear},
+  };
+  return variants;
+}
+
+const RowKernels& GetRowKernels() {
+  static const RowKernels& chosen = [&]() -> const RowKernels& {
+    const auto variants = RowKernelVariants();
+    for (size_t i = variants.size(); i-- > 1;) {
+      if (variants[i].usable) return variants[i];
+    }
+    return variants[0];
+  }();
+  return chosen;
+}
+
+}  // namespace qx
