@@ -9,8 +9,8 @@
 
 namespace qx {
 
-/// Output rows that the AHD and median stages keep: a row stays valid for two further calls of Row(), so that stages behind may pass
-/// planes on without copying them.
+/// Output rows that the AHD and median stages keep. Planes that a stage made stay valid for three further calls of its Row(); rows, which
+/// may hold planes passed on from the stage before, for two.
 constexpr int kRgbRing = 4;
 
 /// A few consecutive rows, found by their number; numbers may be negative. `kRows` is a power of two.

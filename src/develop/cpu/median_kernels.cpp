@@ -1,6 +1,7 @@
 #include "develop/cpu/median_kernels.h"
 
 #include <algorithm>
+#include <array>
 
 namespace qx {
 namespace {
@@ -20,20 +21,18 @@ int32_t Median9(const SortedColumns& columns, int x) {
   return Median3(low, middle, high);
 }
 
-void Chroma(const RgbRow& rgb, int begin, int end, int32_t* red, int32_t* blue) {
-  for (int x = begin; x < end; ++x) {
-    red[x] = rgb.r[x] - rgb.g[x];
-    blue[x] = rgb.b[x] - rgb.g[x];
-  }
+void SortInto(const SortedColumns& out, int x, std::array<int32_t, 3> column) {
+  std::sort(column.begin(), column.end());
+  out.low[x] = column[0];
+  out.middle[x] = column[1];
+  out.high[x] = column[2];
 }
 
-void SortColumns(const RowTriple<int32_t>& rows, int begin, int end, const SortedColumns& out) {
+void SortChroma(const RgbNeighbors& rows, int begin, int end, const ChromaColumns& out) {
+  const auto& [above, center, below] = rows;
   for (int x = begin; x < end; ++x) {
-    int32_t column[3] = {rows.above[x], rows.center[x], rows.below[x]};
-    std::sort(column, column + 3);
-    out.low[x] = column[0];
-    out.middle[x] = column[1];
-    out.high[x] = column[2];
+    SortInto(out.red, x, {above.r[x] - above.g[x], center.r[x] - center.g[x], below.r[x] - below.g[x]});
+    SortInto(out.blue, x, {above.b[x] - above.g[x], center.b[x] - center.g[x], below.b[x] - below.g[x]});
   }
 }
 
@@ -54,7 +53,7 @@ void FilterGreen(const RgbRow& center, const ChromaColumns& columns, BayerRow ro
   }
 }
 
-constexpr MedianKernels kScalar = {"scalar", true, 1, Chroma, SortColumns, FilterChroma, FilterGreen};
+constexpr MedianKernels kScalar = {"scalar", true, 1, SortChroma, FilterChroma, FilterGreen};
 
 }  // namespace
 

@@ -17,9 +17,13 @@ struct SortedColumns {
   int32_t* high;
 };
 
-/// Sorted columns of red − green and blue − green.
+/// Sorted columns of the chroma: red − green and blue − green.
 struct ChromaColumns {
   SortedColumns red, blue;
+};
+
+struct RgbNeighbors {
+  RgbRow above, center, below;
 };
 
 struct MedianKernels {
@@ -27,10 +31,7 @@ struct MedianKernels {
   bool usable;
   int minColumns;  // shortest range that the functions take
 
-  /// red = r − g, blue = b − g.
-  void (*chroma)(const RgbRow& rgb, int begin, int end, int32_t* red, int32_t* blue);
-
-  void (*sortColumns)(const RowTriple<int32_t>& rows, int begin, int end, const SortedColumns& out);
+  void (*sortChroma)(const RgbNeighbors& rows, int begin, int end, const ChromaColumns& out);
 
   /// Replaces red and blue by green plus the median chroma, except where the site measured them; reads one column to either side of
   /// `columns`.

@@ -23,7 +23,6 @@ bool MedianRows::Allocate() {
 }
 
 void MedianRows::CarveRows() {
-  for (auto& row : chroma_) row = {carver_.Row<int32_t>(), carver_.Row<int32_t>()};
   for (auto& row : out_) {
     if (pass_ == MedianPass::kChroma) {
       row = {carver_.Row<uint16_t>(), nullptr, carver_.Row<uint16_t>()};
@@ -43,7 +42,7 @@ void MedianRows::Begin(int firstRow) {
 
 RgbRow MedianRows::Row(int y) {
   const int width = setup_.width, last = std::min(y + 1, setup_.height - 1);
-  for (; nextRow_ <= last; ++nextRow_) TakeRow(nextRow_);
+  for (; nextRow_ <= last; ++nextRow_) in_[nextRow_] = input_->Row(nextRow_);
   for (int begin = 0, end = 0; begin < width; begin = end) {
     end = width - begin < 2 * kBlock ? width : begin + kBlock;
     FilterBlock(y, begin, end);
@@ -53,32 +52,28 @@ RgbRow MedianRows::Row(int y) {
   return pass_ == MedianPass::kChroma ? RgbRow{out.r, in.g, out.b} : RgbRow{in.r, out.g, in.b};
 }
 
-void MedianRows::TakeRow(int y) {
-  const int width = setup_.width;
-  const ChromaRow& row = chroma_[y];
-  in_[y] = input_->Row(y);
-  kernels_.chroma(in_[y], 0, width, row.red, row.blue);
-  for (int32_t* plane : {row.red, row.blue}) {
-    plane[-1] = plane[1];
-    plane[width] = plane[width - 2];
-  }
-}
-
 void MedianRows::FilterBlock(int y, int begin, int end) {
-  const ChromaRow& above = chroma_[MirrorIndex(y - 1, setup_.height)];
-  const ChromaRow& center = chroma_[y];
-  const ChromaRow& below = chroma_[MirrorIndex(y + 1, setup_.height)];
+  const auto shifted = [this, begin](int row) {
+    const RgbRow& in = in_[MirrorIndex(row, setup_.height)];
+    return RgbRow{in.r + begin, in.g + begin, in.b + begin};
+  };
   const int columns = end - begin;
-  kernels_.sortColumns({above.red + begin, center.red + begin, below.red + begin}, -1, columns + 1, columns_.red);
-  kernels_.sortColumns({above.blue + begin, center.blue + begin, below.blue + begin}, -1, columns + 1, columns_.blue);
+  const bool leftmost = begin == 0, rightmost = end == setup_.width;
+  const RgbRow center = shifted(y);
+  kernels_.sortChroma({shifted(y - 1), center, shifted(y + 1)}, leftmost ? 0 : -1, rightmost ? columns : columns + 1, columns_);
+  for (const SortedColumns* sorted : {&columns_.red, &columns_.blue}) {
+    for (int32_t* plane : {sorted->low, sorted->middle, sorted->high}) {
+      if (leftmost) plane[-1] = plane[1];
+      if (rightmost) plane[columns] = plane[columns - 2];
+    }
+  }
 
   const BayerRow row = BayerRowAt(setup_.cfa, y);
-  const RgbRow rgb = {in_[y].r + begin, in_[y].g + begin, in_[y].b + begin};
   const RgbPlanes& out = out_[y];
   if (pass_ == MedianPass::kChroma) {
-    kernels_.filterChroma(rgb, columns_, row, 0, columns, out.r + begin, out.b + begin);
+    kernels_.filterChroma(center, columns_, row, 0, columns, out.r + begin, out.b + begin);
   } else {
-    kernels_.filterGreen(rgb, columns_, row, 0, columns, out.g + begin);
+    kernels_.filterGreen(center, columns_, row, 0, columns, out.g + begin);
   }
 }
 

@@ -14,7 +14,7 @@ enum class MedianPass { kChroma, kGreen };
 /// One pass over 3 × 3 neighbourhoods, mirrored at the edges. Planes that the pass leaves alone are the input's own.
 class MedianRows final : public RgbRows {
  public:
-  /// `input`'s rows stay valid for kRgbRing − 2 further calls, as this stage's do.
+  /// `input` is an AHD or median stage: its rows stay valid as kRgbRing says.
   MedianRows(std::unique_ptr<RgbRows> input, MedianPass pass, const DebayerSetup& setup, const MedianKernels& kernels);
 
   /// False when memory is short; call once, before anything else.
@@ -24,13 +24,7 @@ class MedianRows final : public RgbRows {
   RgbRow Row(int y) override;
 
  private:
-  struct ChromaRow {
-    int32_t* red;
-    int32_t* blue;
-  };
-
   void CarveRows();
-  void TakeRow(int y);
   void FilterBlock(int y, int begin, int end);
 
   const std::unique_ptr<RgbRows> input_;
@@ -42,7 +36,6 @@ class MedianRows final : public RgbRows {
 
   ChromaColumns columns_ = {};  // of one block
   RowRing<RgbRow, 4> in_;
-  RowRing<ChromaRow, 4> chroma_;
   RowRing<RgbPlanes, kRgbRing> out_;  // only the planes that the pass makes
 
   int nextRow_ = 0;  // input row that comes next
