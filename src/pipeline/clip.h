@@ -28,7 +28,7 @@ struct ClipInfo {
   int64_t audioSamples = 0;  // sample frames
   char timecode[16] = {};    // "hh:mm:ss:ff"
   char label[64] = {};
-  int32_t outputKind = 0;    // OutputKind
+  int32_t outputKind = 0;  // OutputKind
   int32_t slog3Narrow = 0;
 };
 
@@ -51,7 +51,8 @@ using ClipPtr = std::unique_ptr<Clip, ClipCloser>;
 /// 0 or -1. Any thread, beside frame requests.
 [[nodiscard]] int ReadClipAudio(Clip* clip, int64_t first, int32_t count, float** channels);
 
-/// Blocks until the frame is in `destination` or has failed: 0 delivered, -1 not. `logFrame` is only printed. `usedGpu` and `ms` may be null.
+/// Blocks until the frame is in `destination` or has failed: 0 delivered, -1 not. `logFrame` is only printed. `usedGpu` and `ms` may be
+/// null.
 [[nodiscard]] int GetFrame(Clip* clip, int64_t frame, int64_t logFrame, int32_t sizeLevel, OutputPixelFormat format, uint8_t* destination,
                            uint32_t destinationRowBytes, int32_t* usedGpu, double* ms);
 
