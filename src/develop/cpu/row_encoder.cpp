@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <limits>
 
 namespace qx {
 
@@ -15,33 +14,38 @@ constexpr int kRec709Shift = 14;
 // Far above any exposure; bounds the table for a broken one.
 constexpr float kLargestWhite = 1048576;
 constexpr int kLogShift = 16;
+constexpr float kLargestLogInput = 1000000;  // the tables are white from there on
 constexpr int kLutChunk = 64;
 
 }  // namespace
 
 bool RowEncoder::Update(const EncodingState& state) {
   state_ = state;
-  if (state.profile == 0) return BuildRec709(state.white);
-  if (state.kind != OutputKind::kLinear) curve_ = {GetCurveTable(state.kind), 0, kLogShift, std::numeric_limits<float>::infinity()};
+  if (state.profile == 0) {
+    if (state.white != rec709White_ && !BuildRec709(state.white)) return false;
+    curve_ = rec709_;
+  } else if (state.kind != OutputKind::kLinear) {
+    curve_ = {GetCurveTable(state.kind), 0, kLogShift, kLargestLogInput};
+  }
   return true;
 }
 
 bool RowEncoder::BuildRec709(float white) {
-  if (rec709_.data() != nullptr && white == rec709White_) return true;
   const float largest = white > 1 ? std::min(white, kLargestWhite) : 1;
   const int32_t firstBits = std::bit_cast<int32_t>(kStraightEnd), pieceWidth = 1 << kRec709Shift;
   const int32_t pieces = ((std::bit_cast<int32_t>(largest) - firstBits) >> kRec709Shift) + 1;
-  if (!rec709_.Reserve(uint64_t(pieces) + 1)) return false;
+  rec709White_.reset();
+  if (!pieces_.Reserve(uint64_t(pieces) + 1)) return false;
 
   const float beforeStart = std::bit_cast<float>(firstBits - pieceWidth);
-  rec709_[0] = {kStraightSlope * beforeStart * 65535, kStraightSlope * 65535};
+  pieces_[0] = {kStraightSlope * beforeStart * 65535, kStraightSlope * 65535};
   for (int32_t i = 0; i < pieces; ++i) {
     const float start = std::bit_cast<float>(firstBits + i * pieceWidth);
     const float end = std::min(std::bit_cast<float>(firstBits + (i + 1) * pieceWidth), largest);
     const float atStart = Encode709(start, white) * 65535, atEnd = Encode709(end, white) * 65535;
-    rec709_[size_t(i) + 1] = {atStart, end > start ? (atEnd - atStart) / (end - start) : 0};
+    pieces_[size_t(i) + 1] = {atStart, end > start ? (atEnd - atStart) / (end - start) : 0};
   }
-  curve_ = {rec709_.data() + 1, firstBits, kRec709Shift, largest};
+  rec709_ = {pieces_.data() + 1, firstBits, kRec709Shift, largest};
   rec709White_ = white;
   return true;
 }

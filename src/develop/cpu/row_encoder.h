@@ -1,6 +1,8 @@
 // Last stage of the processor path: the output encoding of finished rows.
 #pragma once
 
+#include <optional>
+
 #include "base/grow_buffer.h"
 #include "develop/cpu/row_kernels.h"
 #include "develop/encoding.h"
@@ -24,8 +26,9 @@ class RowEncoder {
   const RowKernels& kernels_ = GetRowKernels();
   EncodingState state_;
   CurveView curve_ = {};
-  GrowBuffer<CurveBucket> rec709_;
-  float rec709White_ = -1;
+  CurveView rec709_ = {};
+  std::optional<float> rec709White_;  // what rec709_ was built for
+  GrowBuffer<CurveBucket> pieces_;    // of rec709_
 };
 
 }  // namespace qx

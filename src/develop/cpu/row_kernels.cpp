@@ -149,8 +149,12 @@ void EncodeLinear(const LinearRow& in, const float* gamut, uint16_t* rgb, int n)
 
 std::span<const RowKernels> RowKernelVariants() {
   static const RowKernels variants[] = {
-      {"plain", true, plain::Unpack, plain::Gradient, plain::Bilinear, plain::Color, plain::Halve, plain::WarpPoints, plain::EncodeCurve,
-       plain::ApplyCurve, plain::EncodeLinear},
+    {"plain", true, plain::Unpack, plain::Gradient, plain::Bilinear, plain::Color, plain::Halve, plain::WarpPoints, plain::EncodeCurve,
+     plain::ApplyCurve, plain::EncodeLinear},
+#if defined(__x86_64__)
+    {"avx2", GetCpuFeatures().avx2, avx2::Unpack, avx2::Gradient, avx2::Bilinear, avx2::Color, avx2::Halve, avx2::WarpPoints,
+     avx2::EncodeCurve, avx2::ApplyCurve, avx2::EncodeLinear},
+#endif
   };
   return variants;
 }
