@@ -44,12 +44,12 @@ struct Matrix3 {
 
 struct OpcodeListInfo {
   bool present = false;
-  bool valid = false;           // the opcodes parse exactly to the end of the list
-  uint32_t count = 0;           // as the list declares
-  uint64_t offset = 0;          // of the list in the record
-  uint64_t size = 0;            // in bytes
-  uint32_t hash = 0;            // OpcodeList2 only: FNV-1a over header and parameters of every opcode
-  std::string summary;          // names and sizes of the opcodes, at most 159 bytes
+  bool valid = false;   // the opcodes parse exactly to the end of the list
+  uint32_t count = 0;   // as the list declares
+  uint64_t offset = 0;  // of the list in the record
+  uint64_t size = 0;    // in bytes
+  uint32_t hash = 0;    // OpcodeList2 only: FNV-1a over header and parameters of every opcode
+  std::string summary;  // names and sizes of the opcodes, at most 159 bytes
 };
 
 /// Value type; copying copies the arrays. Offsets are relative to the record that was parsed.
@@ -91,7 +91,7 @@ struct DngInfo {
   bool hasAnalogBalance = false, hasAsShotNeutral = false, hasAsShotWhiteXY = false;
   std::array<double, 3> analogBalance = {1, 1, 1}, asShotNeutral = {1, 1, 1};
   std::array<double, 2> asShotWhiteXY = {0, 0};
-  double baselineExposure = 0;  // stops
+  double baselineExposure = 0;                                      // stops
   uint32_t calibrationIlluminant1 = 0, calibrationIlluminant2 = 0;  // EXIF light source codes
 
   // Time.

@@ -1,5 +1,6 @@
 #include "media/dng_parser.h"
 
+#include <algorithm>
 #include <cmath>
 #include <new>
 
@@ -97,13 +98,15 @@ void FillBlack(const ImageIfd& raw, DngInfo* info) {
 
 void FillLinearization(const TiffValue& table, std::vector<uint16_t>* out) {
   if (!table.present) return;
-  out->resize(table.count);
+  constexpr uint32_t kMaxEntries = 65536;  // 16-bit samples reach no further
+  const uint32_t count = std::min(table.count, kMaxEntries);
+  out->resize(count);
   if (table.type != kTiffShort) {
-    for (uint32_t i = 0; i < table.count; ++i) (*out)[i] = table.U16(i);
+    for (uint32_t i = 0; i < count; ++i) (*out)[i] = table.U16(i);
     return;
   }
   const auto load = table.order == ByteOrder::kBig ? LoadU16Be : LoadU16Le;
-  for (uint32_t i = 0; i < table.count; ++i) (*out)[i] = load(table.bytes.data() + size_t(i) * 2);
+  for (uint32_t i = 0; i < count; ++i) (*out)[i] = load(table.bytes.data() + size_t(i) * 2);
 }
 
 void FillLevels(const ImageIfd& raw, DngInfo* info) {

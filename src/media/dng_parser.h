@@ -10,8 +10,8 @@
 
 namespace qx {
 
-/// Parses a whole DNG record. 0, or -1 with a message; `info` is then empty. Malformed entries and unknown tags are ignored; every offset is
-/// checked against the record. Any thread.
+/// Parses a whole DNG record. 0, or -1 with a message; `info` is then empty. Malformed entries and unknown tags are ignored; every offset
+/// is checked against the record. Any thread.
 [[nodiscard]] int dng_parse(Bytes record, DngInfo* info, Message message);
 
 /// Frees the arrays and leaves an empty DngInfo.

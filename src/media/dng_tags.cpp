@@ -84,6 +84,7 @@ enum GpsTag : uint16_t { kLatitudeRef = 1, kLatitude = 2, kLongitudeRef = 3, kLo
 
 void TakeText(const TiffValue& value, size_t maxBytes, std::string* text) {
   std::string_view bytes(reinterpret_cast<const char*>(value.bytes.data()), value.bytes.size());
+  bytes = bytes.substr(0, maxBytes + 1);  // a value may span the record and be named by every entry
   bytes = bytes.substr(0, bytes.find('\0'));
   text->assign(bytes.substr(0, Utf8CutLength(bytes, maxBytes)));
 }
@@ -150,6 +151,7 @@ void DngTagRouter::Take(const TiffEntry& entry) {
 const ImageIfd* DngTagRouter::Finish() {
   FinishImage();
   FinishPosition();
+  TakePrivateTimecode(privateData_.bytes, privateData_.offset, info_);
   return hasBest_ ? &best_ : nullptr;
 }
 
@@ -192,7 +194,7 @@ void DngTagRouter::TakeMainTag(const TiffEntry& entry) {
       info_->baselineExposure = value.Number(0);
       break;
     case kDngPrivateData:
-      TakePrivateTimecode(value.bytes, value.offset, info_);
+      privateData_ = value;
       break;
     case kCalibrationIlluminant1:
       info_->calibrationIlluminant1 = value.U32(0);

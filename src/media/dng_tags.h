@@ -47,6 +47,7 @@ class DngTagRouter {
   int ifdIndex_ = 0;
   ImageIfd current_, best_;
   bool hasBest_ = false;
+  TiffValue privateData_;
   bool hasLatitude_ = false, hasLongitude_ = false;
   uint8_t latitudeRef_ = 0, longitudeRef_ = 0, altitudeRef_ = 0;
 };
