@@ -1,5 +1,5 @@
 #include <array>
-#include <cstdio>
+#include <string>
 
 #include "base/checked.h"
 #include "media/dng_parser.h"
@@ -19,9 +19,6 @@ constexpr uint16_t kTagSubIfds = 330;
 constexpr uint16_t kTagExifIfd = 34665;
 constexpr uint16_t kTagGpsIfd = 34853;
 
-/// "IFD8.Sub15.Sub15.Sub15.Sub15" is the longest.
-using IfdName = std::array<char, 48>;
-
 class Walker {
  public:
   Walker(Bytes record, ByteOrder order, const std::function<void(const TiffEntry&)>& callback)
@@ -31,10 +28,8 @@ class Walker {
 
   /// IFD0 and the IFDs chained to it.
   void VisitChain(uint64_t offset) {
-    IfdName name;
     for (int chainIndex = 0; chainIndex <= kMaxChainIndex; ++chainIndex) {
-      std::snprintf(name.data(), name.size(), "IFD%d", chainIndex);
-      const uint64_t next = Visit(offset, name, 0);
+      const uint64_t next = Visit(offset, "IFD" + std::to_string(chainIndex), 0);
       if (next == 0 || next == offset) return;
       offset = next;
     }
@@ -48,7 +43,7 @@ class Walker {
   };
 
   /// Visits one IFD and its children. Returns the offset of the next IFD, 0 for none or when this one was skipped.
-  uint64_t Visit(uint64_t offset, const IfdName& name, int depth) {
+  uint64_t Visit(uint64_t offset, const std::string& name, int depth) {
     if (depth > kMaxDepth || offset < 8 || visited_ >= kMaxIfds) return 0;
     ByteReader in(record_, order_);
     in.Seek(offset);
@@ -67,10 +62,10 @@ class Walker {
     return next;
   }
 
-  TiffEntry ReadEntry(ByteReader& in, int index, const IfdName& name, uint64_t ifdOffset) const {
+  TiffEntry ReadEntry(ByteReader& in, int index, const std::string& name, uint64_t ifdOffset) const {
     TiffEntry entry;
     entry.ifdIndex = index;
-    entry.ifdName = name.data();
+    entry.ifdName = name.c_str();
     entry.ifdOffset = ifdOffset;
     entry.order = order_;
     entry.tag = in.U16();
@@ -98,16 +93,10 @@ class Walker {
     }
   }
 
-  void VisitChildren(const Children& children, const IfdName& parent, int depth) {
-    IfdName name;
-    for (int k = 0; k < children.subCount; ++k) {
-      std::snprintf(name.data(), name.size(), "%s.Sub%d", parent.data(), k);
-      Visit(children.sub[k], name, depth);
-    }
-    std::snprintf(name.data(), name.size(), "%s.EXIF", parent.data());
-    Visit(children.exif, name, depth);
-    std::snprintf(name.data(), name.size(), "%s.GPS", parent.data());
-    Visit(children.gps, name, depth);
+  void VisitChildren(const Children& children, const std::string& parent, int depth) {
+    for (int k = 0; k < children.subCount; ++k) Visit(children.sub[k], parent + ".Sub" + std::to_string(k), depth);
+    Visit(children.exif, parent + ".EXIF", depth);
+    Visit(children.gps, parent + ".GPS", depth);
   }
 
   const Bytes record_;
