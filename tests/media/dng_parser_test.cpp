@@ -307,7 +307,7 @@ TEST(DngParser, CutsNamesBetweenCharacters) {
            std::tuple(continuation, std::string(), "nothing to cut at"),
            std::tuple(std::string("ab\0cd", 5), std::string("ab"), "ends at a zero byte"),
        }) {
-    EXPECT_EQ(Parsed(Edited([&](TiffIfd& main, TiffIfd&) { main.Ascii(271, make); })).make, expected) << why;
+    EXPECT_EQ(Parsed(Edited([&text = make](TiffIfd& main, TiffIfd&) { main.Ascii(271, text); })).make, expected) << why;
   }
 }
 
