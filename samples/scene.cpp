@@ -21,6 +21,9 @@ Color operator+(Color a, Color b) {
 Color Mix(Color a, Color b, float t) {
   return a * (1 - t) + b * t;
 }
+float Lerp(float a, float b, float t) {
+  return a + t * (b - a);
+}
 float Smooth(float from, float to, float x) {
   const float t = std::clamp((x - from) / (to - from), 0.0f, 1.0f);
   return t * t * (3 - 2 * t);
@@ -34,20 +37,54 @@ uint64_t Hash(uint64_t counter) {
   return z ^ z >> 31;
 }
 
-/// Noise on a grid of whole numbers, smoothly interpolated, 0 … 1.
-float ValueNoise(float x, float y) {
-  const float fx = std::floor(x), fy = std::floor(y);
-  const auto at = [&](int dx, int dy) {
-    const uint64_t cell = uint64_t(uint32_t(int(fx) + dx)) << 32 | uint32_t(int(fy) + dy);
-    return float(Hash(cell) >> 40) * 0x1p-24f;
-  };
-  const float tx = Smooth(0, 1, x - fx), ty = Smooth(0, 1, y - fy);
-  return std::lerp(std::lerp(at(0, 0), at(1, 0), tx), std::lerp(at(0, 1), at(1, 1), tx), ty);
+/// std::floor for what fits an int, without the call.
+float Floor(float x) {
+  const float truncated = float(int(x));
+  return truncated > x ? truncated - 1 : truncated;
 }
 
+/// Noise on a grid of whole numbers, smoothly interpolated, 0 … 1. Keeps the grid cell it is in: walks along a row stay there for long.
+class ValueNoise {
+ public:
+  float At(float x, float y) {
+    const float fx = Floor(x), fy = Floor(y);
+    if (fx != cellX_ || fy != cellY_) EnterCell(fx, fy);
+    const float tx = Smooth(0, 1, x - fx), ty = Smooth(0, 1, y - fy);
+    return Lerp(Lerp(corners_[0], corners_[1], tx), Lerp(corners_[2], corners_[3], tx), ty);
+  }
+
+ private:
+  void EnterCell(float fx, float fy) {
+    cellX_ = fx;
+    cellY_ = fy;
+    for (int i = 0; i < 4; ++i) {
+      const uint64_t cell = uint64_t(uint32_t(int(fx) + (i & 1))) << 32 | uint32_t(int(fy) + (i >> 1));
+      corners_[i] = float(Hash(cell) >> 40) * 0x1p-24f;
+    }
+  }
+
+  float cellX_ = -1e9f, cellY_ = 0;
+  float corners_[4] = {};
+};
+
 /// Three octaves of it.
-float Cloudiness(float x, float y) {
-  return 0.57f * ValueNoise(x, y) + 0.29f * ValueNoise(2 * x + 17, 2 * y) + 0.14f * ValueNoise(4 * x, 4 * y + 31);
+class CloudNoise {
+ public:
+  float At(float x, float y) {
+    return 0.57f * octaves_[0].At(x, y) + 0.29f * octaves_[1].At(2 * x + 17, 2 * y) + 0.14f * octaves_[2].At(4 * x, 4 * y + 31);
+  }
+
+ private:
+  ValueNoise octaves_[3];
+};
+
+/// Where the hills begin in one column of the picture.
+struct Hills {
+  float farTop = 0, nearTop = 0;
+};
+Hills HillsAt(float u) {
+  return {0.56f + 0.05f * std::sin(2.1f * u + 0.5f) + 0.02f * std::sin(7.3f * u) + 0.006f * std::sin(31 * u),
+          0.70f + 0.06f * std::sin(1.3f * u + 2.2f) + 0.012f * std::sin(9.1f * u + 1)};
 }
 
 /// The landscape in linear light, 1 being the brightest white. Coordinates: u to the right in picture heights, v downwards, 0 … 1.
@@ -58,31 +95,30 @@ class Landscape {
     balloonV_ += 0.02f * std::sin(0.9f * time_);
   }
 
-  Color At(float u, float v) const {
+  /// `hills`: HillsAt(u), which a caller needs once a column.
+  Color At(float u, float v, const Hills& hills) {
     if (const Color* patch = ChartPatch(u, v)) return *patch;
     if (Color balloon; Balloon(u, v, balloon)) return balloon;
-    const float farHill = 0.56f + 0.05f * std::sin(2.1f * u + 0.5f) + 0.02f * std::sin(7.3f * u) + 0.006f * std::sin(31 * u);
-    const float nearHill = 0.70f + 0.06f * std::sin(1.3f * u + 2.2f) + 0.012f * std::sin(9.1f * u + 1);
-    if (v > nearHill) return Meadow(u, v, nearHill);
-    if (v > farHill) return Mix({0.10f, 0.13f, 0.17f}, {0.30f, 0.24f, 0.24f}, Smooth(farHill, 0.74f, v));
+    if (v > hills.nearTop) return Meadow(u, v, hills.nearTop);
+    if (v > hills.farTop) return Mix({0.10f, 0.13f, 0.17f}, {0.30f, 0.24f, 0.24f}, Smooth(hills.farTop, 0.74f, v));
     return Sky(u, v);
   }
 
  private:
-  Color Sky(float u, float v) const {
+  Color Sky(float u, float v) {
     const Color high = {0.09f, 0.20f, 0.48f}, low = {0.85f, 0.52f, 0.30f};
     const float sunDistance = std::hypot(u - 1.25f, v - 0.50f);
     const Color glow = Color{1.0f, 0.72f, 0.40f} * (0.10f / (0.05f + sunDistance));
     const Color clear = Mix(high, low, Smooth(0.0f, 0.62f, v)) + glow * 0.45f;
-    const float cloud = Smooth(0.50f, 0.78f, Cloudiness(2.2f * u + 0.10f * time_, 5.5f * v));
+    const float cloud = Smooth(0.50f, 0.78f, clouds_.At(2.2f * u + 0.10f * time_, 5.5f * v));
     return Mix(clear, {0.88f, 0.72f, 0.66f}, 0.75f * cloud);
   }
 
   /// Grass with mown stripes that run towards the horizon, finer and paler with the distance.
-  Color Meadow(float u, float v, float horizon) const {
+  Color Meadow(float u, float v, float horizon) {
     const float depth = 1.0f / (v - horizon + 0.06f);
     const float stripe = std::sin((u - 0.9f + 0.02f * time_) * depth * 3.0f);
-    const float blades = 0.75f + 0.5f * ValueNoise(u * 220, v * 140);
+    const float blades = 0.75f + 0.5f * blades_.At(u * 220, v * 140);
     const Color grass = Mix({0.05f, 0.13f, 0.03f}, {0.12f, 0.21f, 0.06f}, Smooth(-0.25f, 0.25f, stripe)) * blades;
     return Mix(grass, {0.24f, 0.22f, 0.17f}, Smooth(4, 17, depth));
   }
@@ -129,6 +165,8 @@ class Landscape {
 
   float time_;  // seconds
   float balloonU_, balloonV_;
+  CloudNoise clouds_;
+  ValueNoise blades_;
 };
 
 /// Standard normal to within a percent: the sum of four uniform values from one hash.
@@ -142,16 +180,19 @@ float Gaussian(uint64_t counter) {
 
 std::vector<uint16_t> MakeNoisyMosaic(int width, int height, int bits, int black, uint32_t seed, int frameIndex) {
   const float white = float((1 << bits) - 1), range = white - float(black);
-  const Landscape landscape(float(width) / float(height), frameIndex);
+  Landscape landscape(float(width) / float(height), frameIndex);
   // At full scale a pixel of a small sensor holds about 6,000 electrons; reading it out adds some three.
   constexpr float kFullWell = 6000, kReadNoise = 3;
   const uint64_t stream = Hash(uint64_t(seed) << 32 | uint32_t(frameIndex));
   const float centreX = float(width) / 2, centreY = float(height) / 2, cornerSquared = centreX * centreX + centreY * centreY;
 
+  std::vector<Hills> hills(size_t(width), Hills{});
+  for (int x = 0; x < width; ++x) hills[size_t(x)] = HillsAt((float(x) + 0.5f) / float(height));
+
   std::vector<uint16_t> mosaic(size_t(width) * height);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
-      const Color light = landscape.At((float(x) + 0.5f) / float(height), (float(y) + 0.5f) / float(height));
+      const Color light = landscape.At((float(x) + 0.5f) / float(height), (float(y) + 0.5f) / float(height), hills[size_t(x)]);
       const int phase = (y & 1) * 2 + (x & 1);
       const float seen = phase == 0 ? light.r * float(kSceneNeutral[0]) : phase == 3 ? light.b * float(kSceneNeutral[2]) : light.g;
       const float dx = float(x) - centreX, dy = float(y) - centreY;
