@@ -32,7 +32,7 @@ struct FrameRecord {
   int64_t timestampNs = 0;
 };
 
-enum class FpsSource : int32_t { kDefault = 0, kDng = 1, kMetadata = 2 };
+enum class FpsSource : int32_t { kDefault = 0, kDng = 1, kMetadata = 2, kRecording = 3 };
 
 /// Filled when a recording is opened and immutable afterwards, but for CompleteNumbers. Move-only through `container`.
 struct SourceTimeline {
