@@ -51,8 +51,9 @@ using ClipPtr = std::unique_ptr<Clip, ClipCloser>;
 /// 0 or -1. Any thread, beside frame requests.
 [[nodiscard]] int ReadClipAudio(Clip* clip, int64_t first, int32_t count, float** channels);
 
-/// Blocks until the frame is in `destination` or has failed: 0 delivered, -1 not. `logFrame` is only printed. `usedGpu` and `ms` may be
-/// null.
+/// Blocks until the frame is in `destination` or has failed: 0 delivered, -1 not, which is also the answer when its job was cancelled, when
+/// the pipeline has been shut down, and when `destinationRowBytes` is below the format's row. `frame` is clamped into the clip; a size that
+/// the clip does not offer comes as the next larger one. `logFrame` is only printed. `usedGpu` and `ms` may be null.
 [[nodiscard]] int GetFrame(Clip* clip, int64_t frame, int64_t logFrame, int32_t sizeLevel, OutputPixelFormat format, uint8_t* destination,
                            uint32_t destinationRowBytes, int32_t* usedGpu, double* ms);
 

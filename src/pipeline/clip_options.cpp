@@ -6,7 +6,8 @@ namespace qx {
 
 namespace {
 
-/// Lets the frames of the old options go. Requests that hold a finished one still deliver it, but no later request finds it.
+/// Lets the frames of the old options go: no job without waiters is in the queue or being read now. Requests that hold a finished one still
+/// deliver it, but no later request finds it.
 void ForgetFrames(Clip& clip) REQUIRES(clip.lock) {
   for (FrameJob* job = clip.jobs.first(); job != nullptr;) {
     FrameJob* const next = job->nextInClip.get();
@@ -33,7 +34,8 @@ int TakeOptions(Clip& clip, const DevelopOptions& wanted, std::unique_ptr<CubeLu
 /// Exchanges the options while no reader works on the clip. Requests that come meanwhile wait for the new options.
 int ExchangeOptions(Clip& clip, const DevelopOptions& wanted, std::unique_ptr<CubeLut> lut, Message message) {
   LockGuard guard(clip.lock);
-  clip.optionsChanging = true;
+  while (clip.optionsChanging) clip.changed.Wait(clip.lock);
+  clip.optionsChanging = true;  // from here on only requests that already hold a job may queue another one
   CancelJobsLocked(clip);
   clip.pipeline.gpu().ReleaseSessions(clip);
   const int result = TakeOptions(clip, wanted, std::move(lut), message);
