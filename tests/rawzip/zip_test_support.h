@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -83,6 +84,32 @@ class FlakySource final : public ByteSource {
  private:
   MemorySource memory_;
   uint64_t failFrom_;
+};
+
+/// A file of zeros, however large, with a few pieces of other bytes.
+class SparseSource final : public ByteSource {
+ public:
+  struct Piece {
+    uint64_t offset;
+    ByteVector bytes;
+  };
+  SparseSource(uint64_t size, std::vector<Piece> pieces) : size_(size), pieces_(std::move(pieces)) {}
+  uint64_t size() const override { return size_; }
+  uint64_t ReadAt(uint64_t offset, void* out, uint64_t count) const override {
+    if (offset >= size_) return 0;
+    count = std::min(count, size_ - offset);
+    std::memset(out, 0, size_t(count));
+    for (const Piece& piece : pieces_) {
+      const uint64_t begin = std::max(offset, piece.offset), end = std::min(offset + count, piece.offset + piece.bytes.size());
+      if (begin < end)
+        std::memcpy(static_cast<uint8_t*>(out) + (begin - offset), &piece.bytes[size_t(begin - piece.offset)], size_t(end - begin));
+    }
+    return count;
+  }
+
+ private:
+  uint64_t size_;
+  std::vector<Piece> pieces_;
 };
 
 }  // namespace qx
