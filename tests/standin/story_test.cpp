@@ -1,0 +1,350 @@
+#include <algorithm>
+
+#include "host/pixel_formats.h"
+#include "host/selectors.h"
+#include "host/suites.h"
+#include "standin/frame_image.h"
+#include "standin/guarded.h"
+#include "standin/host_memory.h"
+#include "standin/host_suites.h"
+#include "tests/standin/story_support.h"
+
+namespace standin {
+namespace {
+
+namespace host = qx::host;
+
+std::unique_ptr<HostClip> OpenClip(const Plugin& plugin, const std::string& path) {
+  int32_t result = -1;
+  std::unique_ptr<HostClip> clip = HostClip::Open(plugin, path, 0, &result);
+  EXPECT_EQ(result, host::imNoErr);
+  return clip;
+}
+
+FrameRequest RequestFor(int64_t frame, uint32_t format) {
+  FrameRequest request;
+  request.frame = frame;
+  request.formats = {format};
+  return request;
+}
+
+int LargestDifference(const RgbImage& a, const RgbImage& b) {
+  int largest = 0;
+  for (size_t i = 0; i < a.rgb.size(); ++i) largest = std::max(largest, std::abs(int(a.rgb[i]) - int(b.rgb[i])));
+  return largest;
+}
+
+// 4:2:2 formats share colour between neighbours: only luma can be compared. Pixels where a channel was clamped are left out.
+int LargestLumaDifference(const RgbImage& a, const RgbImage& b) {
+  const auto luma = [](const uint16_t* p) { return 0.2126 * p[0] + 0.7152 * p[1] + 0.0722 * p[2]; };
+  const auto clamped = [](const uint16_t* p) { return std::any_of(p, p + 3, [](uint16_t v) { return v == 0 || v == 65535; }); };
+  double largest = 0;
+  for (size_t i = 0; i < a.rgb.size(); i += 3) {
+    if (!clamped(&a.rgb[i])) largest = std::max(largest, std::abs(luma(&a.rgb[i]) - luma(&b.rgb[i])));
+  }
+  return int(largest);
+}
+
+TEST(Story, DescribesAClip) {
+  const TemporaryClip file({});
+  RunInChild({{"QORIX_IMPORT_CURVE", "s-log3"}}, [&] {
+    auto plugin = LoadPlugin();
+    EXPECT_EQ(plugin->initResult(), host::imIsCacheable);
+    EXPECT_EQ(plugin->importInfo().hasSetup, 1);
+    ASSERT_EQ(plugin->formats().size(), 2u);
+    EXPECT_EQ(plugin->formats()[0].name, ".qorix RAW");
+    EXPECT_EQ(plugin->formats()[1].name, "qorixcam CinemaDNG");
+    EXPECT_EQ(plugin->formats()[1].extensions, std::vector<std::string>{"zip"});
+    auto clip = OpenClip(*plugin, file.path());
+    const ClipFacts facts = clip->Describe();
+    EXPECT_EQ(facts.width, 64);
+    EXPECT_EQ(facts.height, 48);
+    EXPECT_EQ(facts.frames, 5);
+    EXPECT_EQ(facts.rateScale, 25);
+    EXPECT_EQ(facts.rateSampleSize, 1);
+    EXPECT_EQ(facts.timecode, "01:00:00:00");
+    EXPECT_FALSE(facts.hasAudio);
+    EXPECT_EQ(facts.sizes.size(), 1u);
+    EXPECT_EQ(facts.pixelFormats.size(), 6u);
+    EXPECT_EQ(facts.colorSpace, "type 3, primaries 1012, transfer 1001, matrix 0, 16 bit, full range");
+    EXPECT_EQ(facts.contentState, clip->Describe().contentState);
+    EXPECT_EQ(facts.contentState.size(), 36u);
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, DeliversTheSamePictureInEveryFormat) {
+  const TemporaryClip file({});
+  struct Row {
+    uint32_t format;
+    int tolerance;  // of 65535
+  };
+  RunInChild({{"QORIX_IMPORT_CURVE", "rec709"}}, [&] {
+    auto plugin = LoadPlugin();
+    for (const int padding : {0, 16, 4096}) {
+      SetRowPadding(padding);
+      const auto clip = OpenClip(*plugin, file.path());
+      int32_t result = 0;
+      const HostFrame reference = clip->GetFrame(RequestFor(2, host::kBgra16), &result);
+      ASSERT_TRUE(bool(reference));
+      const RgbImage expected = ImageOfFrame(ViewFrame(reference.get()));
+      for (const Row& row : {Row{host::kBgra8, 140}, Row{host::kBgraFloat, 4}, Row{host::kVuyaFloat709, 8}}) {
+        const HostFrame frame = clip->GetFrame(RequestFor(2, row.format), &result);
+        ASSERT_TRUE(bool(frame)) << std::hex << row.format;
+        EXPECT_LE(LargestDifference(ImageOfFrame(ViewFrame(frame.get())), expected), row.tolerance) << std::hex << row.format;
+      }
+      for (const uint32_t format : {host::kUyvy709, host::kV210_709}) {
+        const HostFrame frame = clip->GetFrame(RequestFor(2, format), &result);
+        ASSERT_TRUE(bool(frame)) << std::hex << format;
+        EXPECT_LE(LargestLumaDifference(ImageOfFrame(ViewFrame(frame.get())), expected), 700) << std::hex << format;
+      }
+    }
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, GivesSmallerSizesToPlaybackAndFullSizeToExport) {
+  const TemporaryClip file({.width = 64, .height = 2160, .frames = 2});  // half 32 × 1080, quarter 16 × 540
+  RunInChild({}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    EXPECT_EQ(clip->Describe().sizes.size(), 3u);
+    struct Row {
+      int32_t intent, width, height, expectedWidth, expectedHeight;
+    };
+    for (const Row& row : {Row{host::kIntentPlaying, 16, 540, 16, 540}, Row{host::kIntentPlaying, 32, 1080, 32, 1080},
+                           Row{host::kIntentPlaying, 33, 1080, 64, 2160}, Row{host::kIntentExport, 16, 540, 64, 2160}}) {
+      FrameRequest request = RequestFor(1, host::kUyvy709);
+      request.intent = row.intent;
+      request.width = row.width;
+      request.height = row.height;
+      int32_t result = 0;
+      const HostFrame frame = clip->GetFrame(request, &result);
+      ASSERT_TRUE(bool(frame));
+      EXPECT_EQ(ViewFrame(frame.get()).width, row.expectedWidth);
+      EXPECT_EQ(ViewFrame(frame.get()).height, row.expectedHeight);
+    }
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, LinearClipsComeAsBgraOnly) {
+  const TemporaryClip file({});
+  RunInChild({{"QORIX_IMPORT_CURVE", "linear"}}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    struct Row {
+      std::vector<uint32_t> accepted;
+      uint32_t expected;
+    };
+    for (const Row& row : {Row{{host::kV210_709, host::kBgra16}, host::kBgra16}, Row{{host::kV210_709}, host::kBgraLinear},
+                           Row{{host::kBgraFloat}, host::kBgraFloat}}) {
+      FrameRequest request;
+      request.formats = row.accepted;
+      int32_t result = 0;
+      const HostFrame frame = clip->GetFrame(request, &result);
+      ASSERT_TRUE(bool(frame));
+      EXPECT_EQ(ViewFrame(frame.get()).pixelFormat, row.expected);
+    }
+    EXPECT_EQ(clip->Describe().colorSpace, "type 3, primaries 9, transfer 8, matrix 0, 32 bit, full range");
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, TagsFramesWithTheHostsColorSpaceId) {
+  const TemporaryClip file({});
+  for (const bool tagged : {true, false}) {
+    RunInChild({{"QORIX_IMPORT_TAG", tagged ? "1" : "0"}}, [&] {
+      auto plugin = LoadPlugin();
+      auto clip = OpenClip(*plugin, file.path());
+      FrameRequest request = RequestFor(0, host::kBgra8);
+      int32_t result = 0;
+      EXPECT_FALSE(ViewFrame(clip->GetFrame(request, &result).get()).colorManaged) << "no id given";
+      request.withColorSpaceId = true;
+      const HostFrame frame = clip->GetFrame(request, &result);
+      EXPECT_EQ(ViewFrame(frame.get()).colorManaged, tagged);
+    });
+  }
+}
+
+TEST(Story, RefusesWhatIsNotOurs) {
+  const TemporaryClip file({});
+  const std::string noArchive = testing::TempDir() + "qx_story_text.zip";
+  std::ofstream(noArchive) << "This is no archive, only a text that is longer than thirty bytes.";
+  RunInChild({}, [&] {
+    auto plugin = LoadPlugin();
+    int32_t result = 0;
+    EXPECT_EQ(HostClip::Open(*plugin, file.path(), host::kFileTypeQorix, &result), nullptr);
+    EXPECT_EQ(result, host::imBadFile) << "an archive announced as a recording";
+    EXPECT_EQ(HostClip::Open(*plugin, noArchive, 0, &result), nullptr);
+    EXPECT_EQ(result, host::imBadFile) << "a text file";
+    EXPECT_EQ(HostClip::Open(*plugin, file.path() + ".gone.zip", 0, &result), nullptr);
+    EXPECT_EQ(result, host::imBadFile) << "no such file";
+
+    for (const char* suite : {host::kPPixCreatorSuiteName, host::kPPixSuiteName, host::kTimeSuiteName}) {
+      RefuseSuite(suite);
+      EXPECT_EQ(HostClip::Open(*plugin, file.path(), 0, &result), nullptr);
+      EXPECT_EQ(result, host::imOtherErr) << suite;
+    }
+    RefuseSuite(host::kPPixCreator2SuiteName);
+    EXPECT_NE(HostClip::Open(*plugin, file.path(), 0, &result), nullptr) << "the second creator suite is optional";
+    RefuseSuite("");
+    FailHandleAllocations(1);
+    EXPECT_EQ(HostClip::Open(*plugin, file.path(), 0, &result), nullptr);
+    EXPECT_EQ(result, host::imMemErr);
+    ExpectClean(std::move(plugin));
+  });
+  std::remove(noArchive.c_str());
+}
+
+TEST(Story, QuietedClipKeepsItsPrivateData) {
+  const TemporaryClip file({});
+  RunInChild({}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    const host::Handle handle = clip->privateData();
+    EXPECT_EQ(clip->Quiet(), host::imNoErr);
+    int32_t result = 0;
+    EXPECT_TRUE(bool(clip->GetFrame(RequestFor(0, host::kBgra8), &result))) << "the frames have descriptors of their own";
+    EXPECT_EQ(clip->Reopen(), host::imNoErr);
+    EXPECT_EQ(clip->privateData(), handle);
+    EXPECT_EQ(clip->Close(), host::imNoErr);
+    EXPECT_EQ(plugin->Call(host::imCloseFile, static_cast<void*>(nullptr), nullptr), host::imNoErr) << "closing nothing";
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, InfoBeforeOpenOpensTheClip) {
+  const TemporaryClip file({});
+  RunInChild({}, [&] {
+    auto plugin = LoadPlugin();
+    const std::u16string path(file.path().begin(), file.path().end());
+    GuardedRecord<host::FileAccessRec8> access("access");
+    access->filetype = int32_t(host::kFileTypeRawZip);
+    access->filepath = path.c_str();
+    GuardedRecord<host::FileInfoRec8> info("info");
+    EXPECT_EQ(plugin->Call(host::imGetInfo8, access.get(), info.get()), host::imNoErr);
+    ASSERT_NE(info->privatedata, nullptr);
+    EXPECT_EQ(info->vidDurationInFrames, 5);
+    EXPECT_EQ(plugin->Call(host::imCloseFile, static_cast<void*>(nullptr), info->privatedata), host::imNoErr);
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, AsynchronousImporterOutlivesItsClip) {
+  const TemporaryClip file({});
+  RunInChild({{"QORIX_IMPORT_ASYNC", "1"}}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    EXPECT_TRUE(clip->Describe().asyncOffered);
+    GuardedRecord<host::AsyncImporterCreationRec> creation("creation");
+    creation->inPrivateData = clip->privateData();
+    ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, creation.get(), nullptr), host::imNoErr);
+    const host::AsyncEntry entry = creation->outAsyncEntry;
+    void* const importer = creation->outAsyncPrivateData;
+
+    GuardedRecord<host::AsyncRequestRec> initiate("initiate");
+    initiate->inPrivateData = importer;
+    initiate->sourceVideo.inFrameTime = clip->TimeOfFrame(3);
+    EXPECT_EQ(entry(host::aiInitiateAsyncRead, initiate.get()), host::aiNoError);
+
+    GuardedRecord<host::SourceVideoRec> request("request");
+    std::vector<host::FrameFormat> formats;
+    host::PPix place = nullptr;
+    clip->FillRequest(RequestFor(3, host::kBgra8), request.get(), &formats, &place);
+    request->inPrivateData = importer;
+    clip.reset();  // the clip goes first
+    EXPECT_EQ(entry(host::aiGetFrame, request.get()), host::aiNoError);
+    EXPECT_TRUE(bool(HostFrame(place)));
+    request->outFrame = nullptr;
+    EXPECT_EQ(entry(host::aiGetFrame, request.get()), host::aiUnknownError) << "no place for the frame";
+    for (const int32_t selector : {5, 6, 15, 16, 1000}) EXPECT_EQ(entry(selector, nullptr), host::aiUnsupported);
+    EXPECT_EQ(entry(host::aiFlush, importer), host::aiNoError);
+    EXPECT_EQ(entry(host::aiClose, importer), host::aiNoError);
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, DamagedFramesShowTheirNeighbour) {
+  const TemporaryClip file({.frames = 6, .damagedFrames = {2, 3}});
+  RunInChild({}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    std::vector<RgbImage> images;
+    for (int64_t number = 0; number < 6; ++number) {
+      int32_t result = 0;
+      const HostFrame frame = clip->GetFrame(RequestFor(number, host::kBgra8), &result);
+      ASSERT_TRUE(bool(frame)) << number;
+      images.push_back(ImageOfFrame(ViewFrame(frame.get())));
+    }
+    EXPECT_EQ(LargestDifference(images[2], images[1]), 0);
+    EXPECT_EQ(LargestDifference(images[3], images[1]), 0);
+    EXPECT_GT(LargestDifference(images[4], images[1]), 0);
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, UnknownSelectorsAnswerUnsupported) {
+  RunInChild({}, [] {
+    auto plugin = LoadPlugin();
+    for (const int32_t selector : {-1, 2, 5, 28, 38, 72, 74, 81, 100, 127, 128, 200, 1000}) {
+      EXPECT_EQ(plugin->Call(selector, static_cast<void*>(nullptr), nullptr), host::imUnsupported) << selector;
+    }
+    EXPECT_EQ(plugin->Call(host::imGetSupports8, static_cast<void*>(nullptr), nullptr), host::malSupports8);
+    EXPECT_EQ(plugin->Call(host::imGetSupportsPerInstancePrefs, static_cast<void*>(nullptr), nullptr), host::malSupportsPerInstancePrefs);
+    GuardedRecord<host::ImportAudioRec7> audio("audio");
+    EXPECT_EQ(plugin->Call(host::imImportAudio7, static_cast<void*>(nullptr), audio.get()), host::imOtherErr);
+    ExpectClean(std::move(plugin));
+  });
+}
+
+#if !defined(__SANITIZE_ADDRESS__)
+TEST(Story, MachineFaultBecomesAnError) {
+  const std::string log = testing::TempDir() + "qx_story_fault.log";
+  RunInChild({{"QORIX_IMPORT_LOG", log}}, [] {
+    auto plugin = LoadPlugin();
+    EXPECT_EQ(plugin->Call(host::imGetTimeInfo8, static_cast<void*>(nullptr), nullptr), host::imOtherErr) << "a null record";
+    EXPECT_EQ(plugin->Call(host::imGetSupports8, static_cast<void*>(nullptr), nullptr), host::malSupports8) << "and life goes on";
+    ExpectClean(std::move(plugin));
+  });
+  const std::vector<std::string> lines = TakeLog(log);
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& line) { return line.starts_with("selector 52: exception "); }));
+}
+#endif
+
+TEST(Story, LogTellsWhatHappened) {
+  const TemporaryClip file({});
+  const std::string log = testing::TempDir() + "qx_story_\xC3\xA9.log";
+  RunInChild({{"QORIX_IMPORT_LOG", log}, {"QORIX_IMPORT_FMTLIST", "bgra,uyv7"}}, [&] {
+    auto plugin = LoadPlugin();
+    plugin->Call(100, static_cast<void*>(nullptr), nullptr);
+    plugin->Call(200, static_cast<void*>(nullptr), nullptr);
+    auto clip = OpenClip(*plugin, file.path());
+    int32_t result = 0;
+    for (int i = 0; i < 2; ++i) clip->GetFrame(RequestFor(1, host::kBgra8), &result);
+  });
+  const std::vector<std::string> lines = TakeLog(log);
+  const auto count = [&](const std::string& start) {
+    return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
+  };
+  EXPECT_EQ(count("formats from QORIX_IMPORT_FMTLIST: 2 (first bgra)"), 1);
+  EXPECT_EQ(count("settings: async off, tag on, cpu auto, slog3 range full, color space H.273, formats 3 (first Bgra)"), 1);
+  EXPECT_EQ(count("selector 100 first call"), 1);
+  EXPECT_EQ(count("selector 200 first call"), 0);
+  EXPECT_EQ(count("open " + file.path() +
+                  ": 64x48 (half 0x0, quarter 0x0), 5 frames, 25/1 fps, audio 0 (0 ch, 0 Hz, 0), tc 01:00:00:00, "
+                  "CinemaDNG RAW-ZIP; curve 2, lut off, ev 0.00"),
+            1);
+  EXPECT_EQ(count("request formats: bgra"), 1) << "logged when it changes, not for every request";
+  EXPECT_EQ(count("request: intent 1 (stopped), asked 0x0, quality 2 -> giving full"), 1);
+  EXPECT_EQ(count("deliver 1 sync 64x48 bgra: ppix "), 2);
+  EXPECT_EQ(count("frame 1: ok CPU, read "), 2);
+  EXPECT_EQ(count("frame PPix: creator2 "), 1);
+}
+
+}  // namespace
+}  // namespace standin
