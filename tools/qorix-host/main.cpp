@@ -1,0 +1,82 @@
+// A stand-in for a video-editing host: loads the importer plug-in through its one entry and does with it what a host does.
+
+#include <CLI/CLI.hpp>
+
+#include "commands.h"
+
+namespace {
+
+constexpr const char* kFooter =
+    "Exit codes: 0 done, 1 wrong use, 2 not a recording, 3 a frame failed, 4 the plug-in left something behind,\n"
+    "5 the plug-in could not be loaded, 6 a file could not be written.\n"
+    "The plug-in's environment variables (QORIX_IMPORT_LOG, QORIX_IMPORT_CURVE, …) work here too.";
+
+void AddClip(CLI::App* command, tool::CommonOptions* common) {
+  command->add_option("FILE", common->clipPath, "the recording")->required()->check(CLI::ExistingFile);
+}
+
+void AddSizeAndFormat(CLI::App* command, tool::CommonOptions* common) {
+  command->add_option("--size", common->size, "frame size")->check(CLI::IsMember({"full", "half", "quarter"}))->capture_default_str();
+  command->add_option("--format", common->format, "pixel format to ask for")
+      ->check(CLI::IsMember({"bgra", "Bgra", "BGra", "BGaL", "uyv7", "v211", "vUYa"}))
+      ->capture_default_str();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Drives the qorix importer plug-in as a video-editing host would.");
+  app.require_subcommand(1);
+  app.footer(kFooter);
+  tool::CommonOptions common;
+  app.add_option("--plugin", common.pluginPath, "the plug-in to load (default: the one beside this program)")->check(CLI::ExistingFile);
+
+  bool json = false;
+  CLI::App* info = app.add_subcommand("info", "tell everything the plug-in says of a clip");
+  AddClip(info, &common);
+  info->add_flag("--json", json, "as JSON");
+
+  tool::FrameOptions frameOptions;
+  CLI::App* frame = app.add_subcommand("frame", "write one frame to a file");
+  AddClip(frame, &common);
+  AddSizeAndFormat(frame, &common);
+  frame->add_option("-n,--number", frameOptions.frame, "display frame, from 0")->check(CLI::NonNegativeNumber)->capture_default_str();
+  frame->add_option("-o,--output", frameOptions.output, "file name ending in .png, .ppm or .raw (pixels as delivered)")->required();
+
+  tool::FramesOptions framesOptions;
+  CLI::App* frames = app.add_subcommand("frames", "export a range of frames and tell the speed");
+  AddClip(frames, &common);
+  AddSizeAndFormat(frames, &common);
+  frames->add_option("--range", framesOptions.range, "first:end, the end not included; either may be left out")->capture_default_str();
+  frames->add_option("--jobs", framesOptions.jobs, "threads that ask for frames")->check(CLI::Range(1, 64))->capture_default_str();
+  frames->add_option("-o,--output", framesOptions.folder, "folder for the pictures (default: frames are not written)");
+  frames->add_option("--as", framesOptions.extension, "file type")->check(CLI::IsMember({"png", "ppm", "raw"}))->capture_default_str();
+
+  tool::PlayOptions playOptions;
+  CLI::App* play = app.add_subcommand("play", "ask for frames on time, as playback does, and report late and dropped ones");
+  AddClip(play, &common);
+  AddSizeAndFormat(play, &common);
+  play->add_option("--fps", playOptions.fps, "frames per second (default: the clip's)")->check(CLI::PositiveNumber);
+  play->add_option("--frames", playOptions.frames, "how many frames (default: all)")->check(CLI::PositiveNumber);
+
+  tool::ScrubOptions scrubOptions;
+  CLI::App* scrub = app.add_subcommand("scrub", "jump about in the clip, as a hand on the timeline does");
+  AddClip(scrub, &common);
+  AddSizeAndFormat(scrub, &common);
+  scrub->add_option("--seed", scrubOptions.seed, "seed of the random jumps")->capture_default_str();
+  scrub->add_option("--requests", scrubOptions.requests, "how many requests")->check(CLI::Range(1, 1000000))->capture_default_str();
+
+  CLI::App* selectors = app.add_subcommand("selectors", "print what the plug-in answers to every selector, without a clip");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? tool::kOk : tool::kUsage;
+  }
+  if (*info) return tool::RunInfo(common, json);
+  if (*frame) return tool::RunFrame(common, frameOptions);
+  if (*frames) return tool::RunFrames(common, framesOptions);
+  if (*play) return tool::RunPlay(common, playOptions);
+  if (*scrub) return tool::RunScrub(common, scrubOptions);
+  return *selectors ? tool::RunSelectors(common) : int(tool::kUsage);
+}
