@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -163,6 +164,11 @@ TEST(RowKernels, WarpAlike) {
         for (double& v : x) v = double(random() % 20000) / 100 - 50;
         Plain().warpPoints(warp, x.data() + offset, 12.25, ax.data() + offset, ay.data() + offset, n);
         kernels.warpPoints(warp, x.data() + offset, 12.25, bx.data() + offset, by.data() + offset, n);
+        std::vector<double> onlyX(x.size()), onlyY(x.size());
+        kernels.warpPoints(warp, x.data() + offset, 12.25, onlyX.data() + offset, nullptr, n);
+        kernels.warpPoints(warp, x.data() + offset, 12.25, nullptr, onlyY.data() + offset, n);
+        EXPECT_EQ(std::memcmp(onlyX.data(), bx.data(), bx.size() * sizeof(double)), 0);
+        EXPECT_EQ(std::memcmp(onlyY.data(), by.data(), by.size() * sizeof(double)), 0);
         for (size_t i = 0; i < ax.size(); ++i) {
           EXPECT_TRUE(ax[i] == bx[i] || (std::isnan(ax[i]) && std::isnan(bx[i]))) << i;
           EXPECT_TRUE(ay[i] == by[i] || (std::isnan(ay[i]) && std::isnan(by[i]))) << i;
@@ -170,6 +176,104 @@ TEST(RowKernels, WarpAlike) {
       });
     }
   });
+}
+
+TEST(RowKernels, FootprintsAlike) {
+  std::mt19937 random(6);
+  ForVectorVariants([&](const RowKernels& kernels) {
+    ForWidthsAndOffsets([&](int n, int offset) {
+      const size_t values = size_t(n + 8);
+      std::vector<double> centre(values), one(values), other(values), al(values), ah(values), bl(values), bh(values);
+      for (size_t i = 0; i < values; ++i) {
+        centre[i] = double(random() % 3000) / 10 - 100;
+        one[i] = centre[i] - double(random() % 100) / 60;
+        other[i] = random() % 20 == 0 ? 1e200 : centre[i] + double(random() % 100) / 60;
+        if (random() % 20 == 0) centre[i] = double(kNan);
+        if (random() % 20 == 0) one[i] = double(kNan);
+      }
+      Plain().footprints(centre.data() + offset, one.data() + offset, other.data() + offset, 4, 100, al.data(), ah.data(), n);
+      kernels.footprints(centre.data() + offset, one.data() + offset, other.data() + offset, 4, 100, bl.data(), bh.data(), n);
+      EXPECT_EQ(al, bl);
+      EXPECT_EQ(ah, bh);
+      for (int i = 0; i < n; ++i) {
+        EXPECT_GE(ah[size_t(i)] - al[size_t(i)], 1);
+        EXPECT_GE(al[size_t(i)], -8);
+        EXPECT_LE(ah[size_t(i)], 108);
+      }
+    });
+  });
+}
+
+TEST(RowKernels, AverageTexelsAlike) {
+  std::mt19937 random(7);
+  constexpr int kSide = 40;
+  const std::vector<float> image = [&] {
+    std::vector<float> texels;
+    for (int i = 0; i < kSide * kSide * kTexelFloats; ++i) texels.push_back(float(random() % 10000) / 7000);
+    return texels;
+  }();
+  std::vector<const float*> rows;
+  for (int i = 0; i < kSide; ++i) rows.push_back(image.data() + i * kSide * kTexelFloats + 10 * kTexelFloats);
+  const TexelRows texels = {rows.data(), -10};
+  ForVectorVariants([&](const RowKernels& kernels) {
+    ForWidthsAndOffsets([&](int n, int offset) {
+      for (double widest : {1.0, 1.3, 3.0, 8.0}) {
+        std::vector<double> low[2], high[2];
+        for (int axis = 0; axis < 2; ++axis) {
+          for (int i = 0; i < n + offset; ++i) {
+            low[axis].push_back(double(random() % 2000) / 100 - 9);
+            high[axis].push_back(low[axis].back() + 1 + double(random() % 100) / 100 * (widest - 1));
+            if (random() % 5 == 0) low[axis].back() = std::floor(low[axis].back()) + 0.5;
+          }
+        }
+        std::vector<float> expected(size_t(3 * n) + 8, 7), actual = expected;
+        float* const expectedPlanes[3] = {expected.data(), expected.data() + n, expected.data() + 2 * n};
+        float* const actualPlanes[3] = {actual.data(), actual.data() + n, actual.data() + 2 * n};
+        const FootprintAxis x = {low[0].data() + offset, high[0].data() + offset}, y = {low[1].data() + offset, high[1].data() + offset};
+        Plain().averageTexels(x, y, texels, expectedPlanes, n);
+        kernels.averageTexels(x, y, texels, actualPlanes, n);
+        EXPECT_EQ(expected, actual);
+      }
+    });
+  });
+}
+
+TEST(RowKernels, LutAsApplyLut) {
+  std::mt19937 random(8);
+  CubeLut lut;
+  lut.size3D = 7;
+  lut.domainMin3D = {-0.1f, 0, 0.05f};
+  lut.domainMax3D = {1, 0.9f, 1.2f};
+  const int entries = 7 * 7 * 7;
+  ASSERT_TRUE(lut.table3D.Reserve(3 * entries));
+  std::vector<float> wideEntries;
+  for (int i = 0; i < entries; ++i) {
+    for (int c = 0; c < 4; ++c) wideEntries.push_back(c == 3 ? 0 : float(random() % 1200) / 1000 - 0.1f);
+    std::copy_n(wideEntries.end() - 4, 3, lut.table3D.data() + 3 * i);
+  }
+  const WideLut wide = {wideEntries.data(), 7, lut.domainMin3D, lut.domainMax3D};
+  for (const RowKernels& kernels : RowKernelVariants()) {
+    if (!kernels.usable) continue;
+    SCOPED_TRACE(kernels.name);
+    ForWidthsAndOffsets([&](int n, int offset) {
+      for (uint32_t steps : {7u, 13u, 1000000u}) {  // coarse values give ties between the fractions
+        std::vector<float> planes[3];
+        for (auto& plane : planes) {
+          for (int i = 0; i < n + offset; ++i) plane.push_back(float(random() % (steps + 1)) / float(steps) * 1.2f - 0.1f);
+          plane.back() = random() % 3 == 0 ? kNan : plane.back();
+        }
+        std::vector<uint16_t> expected(size_t(3 * n) + 8, 7), actual = expected;
+        for (int x = 0; x < n; ++x) {
+          float rgb[3];
+          for (int c = 0; c < 3; ++c) rgb[c] = planes[c][size_t(x + offset)];
+          ApplyLut(lut, rgb);
+          for (int c = 0; c < 3; ++c) expected[size_t(3 * x + c)] = uint16_t(rgb[c] * 65535 + 0.5f);
+        }
+        kernels.encodeLut({planes[0].data() + offset, planes[1].data() + offset, planes[2].data() + offset}, wide, actual.data(), n);
+        EXPECT_EQ(expected, actual);
+      }
+    });
+  }
 }
 
 TEST(RowKernels, EncodeAlike) {

@@ -92,14 +92,6 @@ class Band {
   RenderMode mode_ = RenderMode::kCopy;
 };
 
-void Interleave(const LinearRow& row, float* rgb, int n) {
-  for (int x = 0; x < n; ++x) {
-    rgb[3 * x] = row.r[x];
-    rgb[3 * x + 1] = row.g[x];
-    rgb[3 * x + 2] = row.b[x];
-  }
-}
-
 }  // namespace
 
 class CpuSession {
@@ -133,11 +125,11 @@ class CpuSession {
   }
 
   void ReadFloat(float* destination, int32_t firstRow, int32_t endRow) const {
-    const float* rgb = linearImage_.data() + size_t(firstRow) * size_t(output_.width) * 3;
-    const float* end = linearImage_.data() + size_t(endRow) * size_t(output_.width) * 3;
-    for (; rgb < end; rgb += 3) {
-      for (size_t row = 0; row < 9; row += 3) {
-        *destination++ = encoding_.gamut[row] * rgb[0] + encoding_.gamut[row + 1] * rgb[1] + encoding_.gamut[row + 2] * rgb[2];
+    const auto& m = encoding_.gamut;
+    for (int32_t y = firstRow; y < endRow; ++y) {
+      const LinearRow row = KeptRow(y);
+      for (int32_t x = 0; x < output_.width; ++x) {
+        for (size_t i = 0; i < 9; i += 3) *destination++ = m[i] * row.r[x] + m[i + 1] * row.g[x] + m[i + 2] * row.b[x];
       }
     }
   }
@@ -193,9 +185,21 @@ class CpuSession {
   }
 
   void Finish(int y, const LinearRow& row, uint16_t* rgb48) {
-    const size_t first = size_t(y) * size_t(output_.width) * 3;
-    if (keepsLinear()) Interleave(row, linearImage_.data() + first, output_.width);
-    if (rgb48 != nullptr) plan_.encoder.Encode(row, rgb48 + first, output_.width);
+    if (keepsLinear()) KeepRow(y, row);
+    if (rgb48 != nullptr) plan_.encoder.Encode(row, rgb48 + size_t(y) * size_t(output_.width) * 3, output_.width);
+  }
+
+  void KeepRow(int y, const LinearRow& row) {
+    const size_t width = size_t(output_.width);
+    float* kept = linearImage_.data() + size_t(y) * width * 3;
+    std::copy_n(row.r, width, kept);
+    std::copy_n(row.g, width, kept + width);
+    std::copy_n(row.b, width, kept + 2 * width);
+  }
+  LinearRow KeptRow(int y) const {
+    const size_t width = size_t(output_.width);
+    const float* kept = linearImage_.data() + size_t(y) * width * 3;
+    return {kept, kept + width, kept + 2 * width};
   }
 
   const DngInfo camera_;
@@ -205,7 +209,7 @@ class CpuSession {
   Size output_;
   FramePlan plan_;
   std::vector<Band> bands_;
-  GrowBuffer<float> linearImage_;  // linear kind only: the rendered image before the gamut matrix
+  GrowBuffer<float> linearImage_;  // linear kind only: the rendered rows before the gamut matrix, each planar
 };
 
 void CpuSessionDeleter::operator()(CpuSession* session) const {

@@ -1,9 +1,7 @@
 #include "develop/cpu/render_plan.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <new>
 
 namespace qx {
 
@@ -95,6 +93,13 @@ bool PlanWarp(RenderPlan* plan, WorkerPool* pool) {
 
 }  // namespace
 
+int FirstTexel(double low) {
+  return int(std::floor(low - 0.5)) + 1;
+}
+int LastTexel(double high) {
+  return int(std::ceil(high + 0.5)) - 1;
+}
+
 int RenderPlan::FirstSourceRow(int firstRow, int endRow) const {
   int first = sourceRows[size_t(firstRow)].first;
   for (int y = firstRow; y < endRow; ++y) first = std::min(first, sourceRows[size_t(y)].first);
@@ -136,18 +141,18 @@ bool UpdateRenderPlan(const DevelopGeometry& geometry, WorkerPool* pool, RenderP
 bool WarpFootprints::Reserve(const RenderPlan& plan) {
   pitch_ = (size_t(plan.geometry.output.width) + 1 + 7) & ~size_t(7);
   lowerEdge_ = -1;
-  return buffer_.Reserve(10 * pitch_);
+  return buffer_.Reserve(9 * pitch_);
 }
 
 void WarpFootprints::Compute(const RenderPlan& plan, int outputRow) {
   const DevelopGeometry& g = plan.geometry;
   const int n = g.output.width;
   double *lowX = Array(0), *highX = Array(1), *lowY = Array(2), *highY = Array(3);
-  double *centreX = Array(4), *centreY = Array(5), *edgeX = Array(6), *unused = Array(7), *upper = Array(8), *lower = Array(9);
+  double *centreX = Array(4), *centreY = Array(5), *edgeX = Array(6), *upper = Array(7), *lower = Array(8);
 
   const double y = g.cropY + (outputRow + 0.5) * g.scaleY() - 0.5;
   kernels_.warpPoints(g.warp, plan.centreX.data(), y, centreX, centreY, n);
-  kernels_.warpPoints(g.warp, plan.edgeX.data(), y, edgeX, unused, n + 1);
+  kernels_.warpPoints(g.warp, plan.edgeX.data(), y, edgeX, nullptr, n + 1);
   if (lowerEdge_ == outputRow) {
     std::copy(lower, lower + n, upper);
   } else {
@@ -155,24 +160,14 @@ void WarpFootprints::Compute(const RenderPlan& plan, int outputRow) {
   }
   EdgeRow(plan, outputRow + 1, lower);
   lowerEdge_ = outputRow + 1;
-
-  const double reachX = Reach(g.scaleX()), reachY = Reach(g.scaleY());
-  const auto footprint = [](double centre, double one, double other, double reach, int texels, double* low, double* high) {
-    // Written so that a position that is not a number ends at a defined place: the image's first texel.
-    const double c = centre > -reach ? std::min(centre, texels + reach) : -reach;
-    *low = std::max(std::min({c - 0.5, one, other}), c - reach);
-    *high = std::min(std::max({c + 0.5, one, other}), c + reach);
-  };
-  for (int x = 0; x < n; ++x) {
-    footprint(centreX[x], edgeX[x], edgeX[x + 1], reachX, g.activeWidth, &lowX[x], &highX[x]);
-    footprint(centreY[x], upper[x], lower[x], reachY, g.activeHeight, &lowY[x], &highY[x]);
-  }
+  kernels_.footprints(centreX, edgeX, edgeX + 1, Reach(g.scaleX()), g.activeWidth, lowX, highX, n);
+  kernels_.footprints(centreY, upper, lower, Reach(g.scaleY()), g.activeHeight, lowY, highY, n);
 }
 
 // The warped y of the points above row `edge` (below row `edge` − 1).
 void WarpFootprints::EdgeRow(const RenderPlan& plan, int edge, double* y) {
   const DevelopGeometry& g = plan.geometry;
-  kernels_.warpPoints(g.warp, plan.centreX.data(), g.cropY + edge * g.scaleY() - 0.5, Array(7), y, g.output.width);
+  kernels_.warpPoints(g.warp, plan.centreX.data(), g.cropY + edge * g.scaleY() - 0.5, nullptr, y, g.output.width);
 }
 
 }  // namespace qx

@@ -27,6 +27,10 @@ struct BoxAxis {
   int halfOrigin = 0;
 };
 
+/// The first and the last texel that a footprint touches.
+int FirstTexel(double low);
+int LastTexel(double high);
+
 /// First and last row of the linear image that an output row needs; within the image.
 struct RowRange {
   int first = 0, last = 0;

@@ -15,7 +15,7 @@ constexpr int kRec709Shift = 14;
 constexpr float kLargestWhite = 1048576;
 constexpr int kLogShift = 16;
 constexpr float kLargestLogInput = 1000000;  // the tables are white from there on
-constexpr int kLutChunk = 64;
+constexpr int kLutChunk = 256;
 
 }  // namespace
 
@@ -24,6 +24,7 @@ bool RowEncoder::Update(const EncodingState& state) {
   if (state.profile == 0) {
     if (state.white != rec709White_ && !BuildRec709(state.white)) return false;
     curve_ = rec709_;
+    if (state.lut != nullptr && state.lut != widened_ && state.lut->size1D == 0) return WidenLut(*state.lut);
   } else if (state.kind != OutputKind::kLinear) {
     curve_ = {GetCurveTable(state.kind), 0, kLogShift, kLargestLogInput};
   }
@@ -62,17 +63,35 @@ void RowEncoder::Encode(const LinearRow& in, uint16_t* rgb, int n) const {
   }
 }
 
+bool RowEncoder::WidenLut(const CubeLut& lut) {
+  const size_t entries = size_t(lut.size3D) * lut.size3D * lut.size3D;
+  widened_ = nullptr;
+  if (!entries_.Reserve(4 * entries)) return false;
+  for (size_t i = 0; i < entries; ++i) {
+    for (size_t c = 0; c < 3; ++c) entries_[4 * i + c] = lut.table3D[3 * i + c];
+    entries_[4 * i + 3] = 0;
+  }
+  wide_ = {entries_.data(), int32_t(lut.size3D), lut.domainMin3D, lut.domainMax3D};
+  widened_ = &lut;
+  return true;
+}
+
 void RowEncoder::EncodeLut(const LinearRow& in, uint16_t* rgb, int n) const {
-  float encoded[3][kLutChunk];
+  float r[kLutChunk], g[kLutChunk], b[kLutChunk];
   for (int first = 0; first < n; first += kLutChunk) {
     const int count = std::min(kLutChunk, n - first);
-    kernels_.applyCurve(in.r + first, curve_, encoded[0], count);
-    kernels_.applyCurve(in.g + first, curve_, encoded[1], count);
-    kernels_.applyCurve(in.b + first, curve_, encoded[2], count);
+    uint16_t* out = rgb + 3 * first;
+    kernels_.applyCurve(in.r + first, curve_, r, count);
+    kernels_.applyCurve(in.g + first, curve_, g, count);
+    kernels_.applyCurve(in.b + first, curve_, b, count);
+    if (state_.lut == widened_) {
+      kernels_.encodeLut({r, g, b}, wide_, out, count);
+      continue;
+    }
     for (int x = 0; x < count; ++x) {
-      float color[3] = {encoded[0][x], encoded[1][x], encoded[2][x]};
+      float color[3] = {r[x], g[x], b[x]};
       ApplyLut(*state_.lut, color);
-      for (int c = 0; c < 3; ++c) *rgb++ = uint16_t(color[c] * 65535 + 0.5f);
+      for (int c = 0; c < 3; ++c) *out++ = uint16_t(color[c] * 65535 + 0.5f);
     }
   }
 }

@@ -21,6 +21,7 @@ class RowEncoder {
 
  private:
   [[nodiscard]] bool BuildRec709(float white);
+  [[nodiscard]] bool WidenLut(const CubeLut& lut);
   void EncodeLut(const LinearRow& in, uint16_t* rgb, int n) const;
 
   const RowKernels& kernels_ = GetRowKernels();
@@ -29,6 +30,9 @@ class RowEncoder {
   CurveView rec709_ = {};
   std::optional<float> rec709White_;  // what rec709_ was built for
   GrowBuffer<CurveBucket> pieces_;    // of rec709_
+  WideLut wide_ = {};                 // the 3-D table of a LUT that has no 1-D table
+  const CubeLut* widened_ = nullptr;  // which LUT that is
+  GrowBuffer<float> entries_;         // of wide_
 };
 
 }  // namespace qx

@@ -1,7 +1,6 @@
 #include "develop/cpu/row_kernels.h"
 
 #include <algorithm>
-#include <bit>
 
 #include "platform/cpu_features.h"
 
@@ -27,35 +26,6 @@ float AtLeast(float v, float limit) {
 }
 float AtMost(float v, float limit) {
   return v < limit ? v : limit;
-}
-
-struct Rgb {
-  float r, g, b;
-};
-
-float Dot(const float* row, const Rgb& c) {
-  return row[0] * c.r + row[1] * c.g + row[2] * c.b;
-}
-
-Rgb ThroughMatrix(const float* matrix, const Rgb& c) {
-  return matrix == nullptr ? c : Rgb{Dot(matrix, c), Dot(matrix + 3, c), Dot(matrix + 6, c)};
-}
-
-float CurveValue(const CurveView& curve, float value) {
-  const float x = AtMost(AtLeast(value, 0), curve.largest);
-  const int32_t pieceWidth = 1 << curve.shift;
-  const int32_t distance = std::max(std::bit_cast<int32_t>(x) - curve.firstBits, -pieceWidth);
-  const float start = std::bit_cast<float>((distance & -pieceWidth) + curve.firstBits);
-  const CurveBucket& piece = curve.pieces[distance >> curve.shift];
-  return AtMost(AtLeast(piece.base + piece.slope * (x - start), 0), 65535);
-}
-
-uint16_t CurveCode(const CurveView& curve, float value) {
-  return uint16_t(CurveValue(curve, value) + 0.5f);
-}
-
-uint16_t LinearCode(float value) {
-  return uint16_t(AtMost(AtLeast(value, 0), 1) * 65535 + 0.5f);
 }
 
 }  // namespace
@@ -106,8 +76,11 @@ void Bilinear(const uint16_t* const rows[3], uint16_t* own, uint16_t* green, uin
 
 void Color(const RgbRow& in, const ColorStep& step, float* const out[3], int n) {
   for (int x = 0; x < n; ++x) {
-    const Rgb c = {float(in.r[x]) * kOneOver65535, float(in.g[x]) * kOneOver65535, float(in.b[x]) * kOneOver65535};
-    for (int i = 0; i < 3; ++i) out[i][x] = AtLeast(Dot(&step.matrix[size_t(3 * i)], c) * step.gain, 0);
+    const float r = float(in.r[x]) * kOneOver65535, g = float(in.g[x]) * kOneOver65535, b = float(in.b[x]) * kOneOver65535;
+    for (int i = 0; i < 3; ++i) {
+      const float* row = &step.matrix[size_t(3 * i)];
+      out[i][x] = AtLeast((row[0] * r + row[1] * g + row[2] * b) * step.gain, 0);
+    }
   }
 }
 
@@ -115,45 +88,15 @@ void Halve(const float* above, const float* below, float* out, int n) {
   for (int x = 0; x < n; ++x) out[x] = ((above[2 * x] + below[2 * x]) + (above[2 * x + 1] + below[2 * x + 1])) * 0.25f;
 }
 
-void WarpPoints(const LensWarp& warp, const double* x, double y, double* outX, double* outY, int n) {
-  for (int i = 0; i < n; ++i) {
-    const Point p = ApplyLensWarp(warp, {x[i], y});
-    outX[i] = p.x;
-    outY[i] = p.y;
-  }
-}
-
-void EncodeCurve(const LinearRow& in, const float* gamut, const CurveView& curve, uint16_t* rgb, int n) {
-  for (int x = 0; x < n; ++x) {
-    const Rgb c = ThroughMatrix(gamut, {in.r[x], in.g[x], in.b[x]});
-    rgb[3 * x] = CurveCode(curve, c.r);
-    rgb[3 * x + 1] = CurveCode(curve, c.g);
-    rgb[3 * x + 2] = CurveCode(curve, c.b);
-  }
-}
-
-void ApplyCurve(const float* in, const CurveView& curve, float* out, int n) {
-  for (int x = 0; x < n; ++x) out[x] = CurveValue(curve, in[x]) * kOneOver65535;
-}
-
-void EncodeLinear(const LinearRow& in, const float* gamut, uint16_t* rgb, int n) {
-  for (int x = 0; x < n; ++x) {
-    const Rgb c = ThroughMatrix(gamut, {in.r[x], in.g[x], in.b[x]});
-    rgb[3 * x] = LinearCode(c.r);
-    rgb[3 * x + 1] = LinearCode(c.g);
-    rgb[3 * x + 2] = LinearCode(c.b);
-  }
-}
-
 }  // namespace plain
 
 std::span<const RowKernels> RowKernelVariants() {
   static const RowKernels variants[] = {
-    {"plain", true, plain::Unpack, plain::Gradient, plain::Bilinear, plain::Color, plain::Halve, plain::WarpPoints, plain::EncodeCurve,
-     plain::ApplyCurve, plain::EncodeLinear},
+    {"plain", true, plain::Unpack, plain::Gradient, plain::Bilinear, plain::Color, plain::Halve, plain::WarpPoints, plain::Footprints,
+     plain::AverageTexels, plain::EncodeCurve, plain::ApplyCurve, plain::EncodeLut, plain::EncodeLinear},
 #if defined(__x86_64__)
     {"avx2", GetCpuFeatures().avx2, avx2::Unpack, avx2::Gradient, avx2::Bilinear, avx2::Color, avx2::Halve, avx2::WarpPoints,
-     avx2::EncodeCurve, avx2::ApplyCurve, avx2::EncodeLinear},
+     avx2::Footprints, avx2::AverageTexels, avx2::EncodeCurve, avx2::ApplyCurve, avx2::EncodeLut, avx2::EncodeLinear},
 #endif
   };
   return variants;

@@ -40,6 +40,27 @@ struct CurveView {
   float largest;  // inputs above are taken as this
 };
 
+/// Where an output pixel looks along one axis, for a row of pixels: low[i] … high[i] in texel positions.
+struct FootprintAxis {
+  const double* low;
+  const double* high;
+};
+
+/// Rows of texels (r, g, b and one unused float), with the edge texels repeated far enough on both sides. `rows[j − firstRow]` is column 0
+/// of row j; every row that a footprint touches is there.
+struct TexelRows {
+  const float* const* rows;
+  int firstRow;
+};
+constexpr int kTexelFloats = 4;
+
+/// A 3-D LUT with its entries widened to four floats, so that one load fetches a colour.
+struct WideLut {
+  const float* entries;  // size³ × (r, g, b, 0), red fastest
+  int32_t size;
+  std::array<float, 3> domainMin, domainMax;
+};
+
 /// Columns that the debayer loops may read beyond either side of a row, and write beyond its right side.
 constexpr int kRowSlack = 32;
 
@@ -64,13 +85,22 @@ struct RowKernels {
   /// Mean of 2 × 2: `n` values from 2n columns of two rows.
   void (*halve)(const float* above, const float* below, float* out, int n);
 
-  /// ApplyLensWarp at (x[i], y).
+  /// ApplyLensWarp at (x[i], y). `outX` or `outY` may be null.
   void (*warpPoints)(const LensWarp& warp, const double* x, double y, double* outX, double* outY, int n);
+
+  /// One axis of the footprints: the span of `centre` ± 0.5, `one` and `other`, but at most `reach` to either side of the centre, which is
+  /// taken as at most `reach` outside 0 … texels. A centre that is not a number counts as far left.
+  void (*footprints)(const double* centre, const double* one, const double* other, double reach, int texels, double* low, double* high,
+                     int n);
+  /// Area-weighted mean of the texels under each footprint, planar.
+  void (*averageTexels)(const FootprintAxis& x, const FootprintAxis& y, const TexelRows& texels, float* const out[3], int n);
 
   /// Through the gamut matrix (null for none) and the curve to interleaved 16-bit RGB.
   void (*encodeCurve)(const LinearRow& in, const float* gamut, const CurveView& curve, uint16_t* rgb, int n);
   /// One channel through the curve; 1 is white.
   void (*applyCurve)(const float* in, const CurveView& curve, float* out, int n);
+  /// Encoded planar RGB through a 3-D LUT to interleaved 16-bit RGB, as ApplyLut does.
+  void (*encodeLut)(const LinearRow& in, const WideLut& lut, uint16_t* rgb, int n);
   /// Through the gamut matrix to interleaved 16-bit RGB, limited to 0 … 1.
   void (*encodeLinear)(const LinearRow& in, const float* gamut, uint16_t* rgb, int n);
 };
@@ -88,8 +118,11 @@ void Bilinear(const uint16_t* const rows[3], uint16_t* own, uint16_t* green, uin
 void Color(const RgbRow& in, const ColorStep& step, float* const out[3], int n);
 void Halve(const float* above, const float* below, float* out, int n);
 void WarpPoints(const LensWarp& warp, const double* x, double y, double* outX, double* outY, int n);
+void Footprints(const double* centre, const double* one, const double* other, double reach, int texels, double* low, double* high, int n);
+void AverageTexels(const FootprintAxis& x, const FootprintAxis& y, const TexelRows& texels, float* const out[3], int n);
 void EncodeCurve(const LinearRow& in, const float* gamut, const CurveView& curve, uint16_t* rgb, int n);
 void ApplyCurve(const float* in, const CurveView& curve, float* out, int n);
+void EncodeLut(const LinearRow& in, const WideLut& lut, uint16_t* rgb, int n);
 void EncodeLinear(const LinearRow& in, const float* gamut, uint16_t* rgb, int n);
 }  // namespace plain
 
@@ -101,8 +134,11 @@ void Bilinear(const uint16_t* const rows[3], uint16_t* own, uint16_t* green, uin
 void Color(const RgbRow& in, const ColorStep& step, float* const out[3], int n);
 void Halve(const float* above, const float* below, float* out, int n);
 void WarpPoints(const LensWarp& warp, const double* x, double y, double* outX, double* outY, int n);
+void Footprints(const double* centre, const double* one, const double* other, double reach, int texels, double* low, double* high, int n);
+void AverageTexels(const FootprintAxis& x, const FootprintAxis& y, const TexelRows& texels, float* const out[3], int n);
 void EncodeCurve(const LinearRow& in, const float* gamut, const CurveView& curve, uint16_t* rgb, int n);
 void ApplyCurve(const float* in, const CurveView& curve, float* out, int n);
+void EncodeLut(const LinearRow& in, const WideLut& lut, uint16_t* rgb, int n);
 void EncodeLinear(const LinearRow& in, const float* gamut, uint16_t* rgb, int n);
 }  // namespace avx2
 #endif

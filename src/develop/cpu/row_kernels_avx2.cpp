@@ -169,34 +169,6 @@ QX_AVX2 void Halve(const float* above, const float* below, float* out, int n) {
   plain::Halve(above + 2 * x, below + 2 * x, out + x, n - x);
 }
 
-// The same order of operations as ApplyLensWarp.
-QX_AVX2 void WarpPoints(const LensWarp& warp, const double* x, double y, double* outX, double* outY, int n) {
-  const __m256d centreX = _mm256_set1_pd(warp.centreX), centreY = _mm256_set1_pd(warp.centreY);
-  const __m256d radius = _mm256_set1_pd(warp.radius), inverseRadius = _mm256_set1_pd(warp.inverseRadius);
-  const __m256d k0 = _mm256_set1_pd(warp.k[0]), k1 = _mm256_set1_pd(warp.k[1]);
-  const __m256d k2 = _mm256_set1_pd(warp.k[2]), k3 = _mm256_set1_pd(warp.k[3]);
-  const __m256d t0 = _mm256_set1_pd(warp.t[0]), t1 = _mm256_set1_pd(warp.t[1]);
-  const __m256d twoT0 = _mm256_set1_pd(warp.t[0] * 2), twoT1 = _mm256_set1_pd(warp.t[1] * 2);
-  const double rowY = (y - warp.centreY) * warp.inverseRadius;
-  const __m256d ny = _mm256_set1_pd(rowY), nyny = _mm256_set1_pd(rowY * rowY), twoNyNy = _mm256_set1_pd(2 * rowY * rowY);
-  int i = 0;
-  for (; i + 4 <= n; i += 4) {
-    const __m256d nx = _mm256_mul_pd(_mm256_sub_pd(_mm256_loadu_pd(x + i), centreX), inverseRadius);
-    const __m256d r2 = _mm256_min_pd(_mm256_set1_pd(1), _mm256_add_pd(_mm256_mul_pd(nx, nx), nyny));
-    __m256d radial = _mm256_add_pd(k2, _mm256_mul_pd(r2, k3));
-    radial = _mm256_add_pd(k1, _mm256_mul_pd(r2, radial));
-    radial = _mm256_add_pd(k0, _mm256_mul_pd(r2, radial));
-    const __m256d twoNxNx = _mm256_mul_pd(_mm256_add_pd(nx, nx), nx);
-    const __m256d tangentialX = _mm256_add_pd(_mm256_mul_pd(t1, _mm256_add_pd(r2, twoNxNx)), _mm256_mul_pd(_mm256_mul_pd(twoT0, nx), ny));
-    const __m256d tangentialY = _mm256_add_pd(_mm256_mul_pd(t0, _mm256_add_pd(r2, twoNyNy)), _mm256_mul_pd(_mm256_mul_pd(twoT1, nx), ny));
-    const __m256d offsetX = _mm256_add_pd(_mm256_mul_pd(nx, radial), tangentialX);
-    const __m256d offsetY = _mm256_add_pd(_mm256_mul_pd(ny, radial), tangentialY);
-    _mm256_storeu_pd(outX + i, _mm256_add_pd(centreX, _mm256_mul_pd(radius, offsetX)));
-    _mm256_storeu_pd(outY + i, _mm256_add_pd(centreY, _mm256_mul_pd(radius, offsetY)));
-  }
-  plain::WarpPoints(warp, x + i, y, outX + i, outY + i, n - i);
-}
-
 }  // namespace qx::avx2
 
 #endif

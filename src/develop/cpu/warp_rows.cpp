@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <vector>
 
 #include "base/grow_buffer.h"
 #include "develop/cpu/render_rows.h"
@@ -12,8 +13,6 @@ std::unique_ptr<RenderRows> CreateWarpRows();
 
 namespace {
 
-constexpr int kTexel = 4;  // floats of a texel: r, g, b and one unused
-
 // Linear rows as texels, so that one load fetches a colour, with the edge texel repeated on both sides.
 class TexelRing {
  public:
@@ -23,30 +22,30 @@ class TexelRing {
     pad_ = pad;
     rows_ = rows;
     next_ = firstRow;
-    pitch_ = size_t(width + 2 * pad) * kTexel;
+    pitch_ = size_t(width + 2 * pad) * kTexelFloats;
     return planes_.Reserve(3 * size_t(width)) && buffer_.Reserve(pitch_ * size_t(rows));
   }
   void MakeUpTo(int lastRow) {
     for (; next_ <= lastRow; ++next_) MakeRow(next_);
   }
-  const float* Row(int row) const { return buffer_.data() + size_t(row % rows_) * pitch_ + size_t(pad_) * kTexel; }
+  const float* Row(int row) const { return buffer_.data() + size_t(row % rows_) * pitch_ + size_t(pad_) * kTexelFloats; }
 
  private:
   void MakeRow(int row) {
     float* const planes[3] = {planes_.data(), planes_.data() + width_, planes_.data() + 2 * width_};
     linear_->Make(row, planes);
     float* first = buffer_.data() + size_t(row % rows_) * pitch_;
-    float* texels = first + size_t(pad_) * kTexel;
+    float* texels = first + size_t(pad_) * kTexelFloats;
     for (int x = 0; x < width_; ++x) {
-      texels[kTexel * x] = planes[0][x];
-      texels[kTexel * x + 1] = planes[1][x];
-      texels[kTexel * x + 2] = planes[2][x];
-      texels[kTexel * x + 3] = 0;
+      texels[kTexelFloats * x] = planes[0][x];
+      texels[kTexelFloats * x + 1] = planes[1][x];
+      texels[kTexelFloats * x + 2] = planes[2][x];
+      texels[kTexelFloats * x + 3] = 0;
     }
-    const float* last = texels + kTexel * (width_ - 1);
+    const float* last = texels + kTexelFloats * (width_ - 1);
     for (int i = 0; i < pad_; ++i) {
-      std::copy_n(texels, kTexel, first + kTexel * i);
-      std::copy_n(last, kTexel, texels + kTexel * (width_ + i));
+      std::copy_n(texels, kTexelFloats, first + kTexelFloats * i);
+      std::copy_n(last, kTexelFloats, texels + kTexelFloats * (width_ + i));
     }
   }
 
@@ -54,25 +53,6 @@ class TexelRing {
   int width_ = 0, pad_ = 0, rows_ = 1, next_ = 0;
   size_t pitch_ = 0;
   GrowBuffer<float> planes_, buffer_;
-};
-
-// Weights of the texels first … first + count − 1 of one axis, relative to a footprint.
-struct AxisWeights {
-  static constexpr int kMost = 2 * WarpFootprints::kMostReach + 2;
-  int first, count;
-  float sum;
-  float weights[kMost];
-
-  void Set(double low, double high) {
-    first = int(std::floor(low - 0.5)) + 1;
-    count = std::min(int(std::ceil(high + 0.5)) - first, kMost);
-    const float from = float(low - first), to = float(high - first);
-    sum = 0;
-    for (int i = 0; i < count; ++i) {
-      weights[i] = std::max(std::min(float(i) + 0.5f, to) - std::max(float(i) - 0.5f, from), 0.0f);
-      sum += weights[i];
-    }
-  }
 };
 
 class WarpRows final : public RenderRows {
@@ -90,35 +70,27 @@ class WarpRows final : public RenderRows {
   LinearRow Row(int y) override {
     ring_.MakeUpTo(plan_->sourceRows[size_t(y)].last);
     footprints_.Compute(*plan_, y);
-    float* out[3] = {output_.data(), output_.data() + outputPitch_, output_.data() + 2 * outputPitch_};
-    for (int x = 0; x < plan_->geometry.output.width; ++x) {
-      columns_.Set(footprints_.lowX()[x], footprints_.highX()[x]);
-      rows_.Set(footprints_.lowY()[x], footprints_.highY()[x]);
-      float sums[kTexel] = {};
-      AddFootprint(sums);
-      const float scale = 1 / (columns_.sum * rows_.sum);
-      for (int c = 0; c < 3; ++c) out[c][x] = sums[c] * scale;
-    }
+    float* const out[3] = {output_.data(), output_.data() + outputPitch_, output_.data() + 2 * outputPitch_};
+    const FootprintAxis columns = {footprints_.lowX(), footprints_.highX()}, rows = {footprints_.lowY(), footprints_.highY()};
+    kernels_.averageTexels(columns, rows, TexelRowsFor(rows), out, plan_->geometry.output.width);
     return {out[0], out[1], out[2]};
   }
 
  private:
-  void AddFootprint(float sums[kTexel]) const {
-    const int lastRow = plan_->geometry.activeHeight - 1;
-    for (int j = 0; j < rows_.count; ++j) {
-      if (rows_.weights[j] == 0) continue;
-      const float* texels = ring_.Row(std::clamp(rows_.first + j, 0, lastRow)) + kTexel * columns_.first;
-      for (int i = 0; i < columns_.count; ++i) {
-        const float weight = columns_.weights[i] * rows_.weights[j];
-        for (int c = 0; c < kTexel; ++c) sums[c] += weight * texels[kTexel * i + c];
-      }
-    }
+  // Pointers to all rows that the footprints touch; rows outside the image are its edge rows.
+  TexelRows TexelRowsFor(const FootprintAxis& rows) {
+    const int n = plan_->geometry.output.width, lastRow = plan_->geometry.activeHeight - 1;
+    const int first = FirstTexel(*std::min_element(rows.low, rows.low + n)), last = LastTexel(*std::max_element(rows.high, rows.high + n));
+    rowPointers_.clear();
+    for (int row = first; row <= last; ++row) rowPointers_.push_back(ring_.Row(std::clamp(row, 0, lastRow)));
+    return {rowPointers_.data(), first};
   }
 
+  const RowKernels& kernels_ = GetRowKernels();
   const RenderPlan* plan_ = nullptr;
   TexelRing ring_;
   WarpFootprints footprints_;
-  AxisWeights columns_, rows_;
+  std::vector<const float*> rowPointers_;
   GrowBuffer<float> output_;
   size_t outputPitch_ = 0;
 };
