@@ -196,7 +196,7 @@ std::vector<uint16_t> MakeNoisyMosaic(int width, int height, int bits, int black
       const int phase = (y & 1) * 2 + (x & 1);
       const float seen = phase == 0 ? light.r * float(kSceneNeutral[0]) : phase == 3 ? light.b * float(kSceneNeutral[2]) : light.g;
       const float dx = float(x) - centreX, dy = float(y) - centreY;
-      const float vignetting = 1 - 0.45f * (dx * dx + dy * dy) / cornerSquared;
+      const float vignetting = 1 - float(kSceneVignetting) * (dx * dx + dy * dy) / cornerSquared;
       const float electrons = kFullWell * seen * vignetting;
       const size_t index = size_t(y) * width + x;
       const float noisy = electrons + Gaussian(stream + index) * std::sqrt(electrons + kReadNoise * kReadNoise);
