@@ -1,0 +1,183 @@
+// A real archive through the whole pipeline, against frames that are read and developed one by one without it.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "develop/cpu/cpu_session.h"
+#include "pipeline/clip_impl.h"
+#include "rawzip/archive_source.h"
+#include "samples/dng_writer.h"
+#include "samples/scene.h"
+#include "samples/zip_writer.h"
+#include "tests/pipeline/fake_recording.h"
+
+namespace qx {
+namespace {
+
+// Small, but with a half and a quarter size: 16 × 2160, 8 × 1080, 4 × 540.
+constexpr int kWidth = 16, kHeight = 2160, kFrames = 4;
+constexpr OutputPixelFormat kHostFormats[] = {OutputPixelFormat::kBgra16, OutputPixelFormat::kBgra8, OutputPixelFormat::kBgraFloat,
+                                              OutputPixelFormat::kUyvy,   OutputPixelFormat::kV210,  OutputPixelFormat::kVuyaFloat};
+
+std::vector<uint8_t> MakeArchive() {
+  DngDescription dng;
+  dng.width = kWidth;
+  dng.height = kHeight;
+  dng.bitsPerSample = 12;
+  dng.black = {64};
+  dng.white = 4095;
+  dng.colorMatrix1 = {0.9, -0.3, -0.1, -0.4, 1.2, 0.2, -0.1, 0.2, 0.6};
+  dng.illuminant1 = 21;
+  dng.asShotNeutral = {{kSceneNeutral[0], kSceneNeutral[1], kSceneNeutral[2]}};
+  dng.frameRate = {25, 1};
+  std::vector<uint8_t> bytes;
+  ZipWriter writer(ZipSinkTo(&bytes));
+  for (int i = 0; i < kFrames; ++i) {
+    const std::string name = "VID-00000" + std::to_string(i) + ".dng";
+    writer.Add(name, WriteDng(dng, MakeNoisyMosaic(kWidth, kHeight, 12, 64, 1, 10 * i)));
+  }
+  writer.Finish();
+  return bytes;
+}
+
+/// Frames developed alone, with neither readers nor cache.
+class Reference {
+ public:
+  Reference(const std::vector<uint8_t>& archive, const DevelopOptions& options) : file_(archive) {
+    MessageBuffer<256> message;
+    frames_ = archive_frame_source_open(file_, message);
+    EXPECT_NE(frames_, nullptr) << message.text();
+    EXPECT_EQ(DeriveDevelopParams(options, nullptr, &derived_, message), 0) << message.text();
+  }
+
+  std::vector<uint8_t> Frame(int32_t frame, int32_t level, OutputPixelFormat format) {
+    DevelopParams params = derived_.params;
+    params.scaleCode = level == kFullSize ? 0 : 2;
+    MessageBuffer<256> message;
+    const CpuSessionPtr session = CreateCpuSession(*frames_->CameraData(), params, nullptr, message);
+    EXPECT_NE(session, nullptr) << message.text();
+    const Size size = CpuSessionOutputSize(*session);
+    std::vector<uint16_t> rgb(size_t(size.width) * size_t(size.height) * 3);
+    EXPECT_EQ(frames_->ReadFrame(frame, &raw_, kReadUnpacked), 0) << frames_->LastMessage();
+    EXPECT_EQ(DevelopFrameCpu(session.get(), raw_, frame, rgb.data(), message), 0) << message.text();
+    const bool quarter = level == kQuarterSize;
+    const Size delivered = quarter ? Size{size.width / 2, size.height / 2} : size;
+    std::vector<uint8_t> pixels(FormatRowBytes(format, delivered.width) * size_t(delivered.height));
+    ConvertRows(rgb.data(), size.width, size.height, format, pixels.data(), int64_t(FormatRowBytes(format, delivered.width)), quarter, 0,
+                1);
+    return pixels;
+  }
+
+ private:
+  MemorySource file_;
+  FrameSourcePtr frames_;
+  DerivedOptions derived_;
+  RawFrame raw_;
+};
+
+class ArchiveClip : public testing::Test {
+ protected:
+  void SetUp() override {
+    path_ = std::filesystem::temp_directory_path() / ("qx_archive_clip_" + std::to_string(CurrentThreadId()) + ".zip");
+    std::ofstream(path_, std::ios::binary).write(reinterpret_cast<const char*>(archive_.data()), std::streamsize(archive_.size()));
+  }
+  void TearDown() override { std::filesystem::remove(path_); }
+
+  ClipPtr Open(const DevelopOptions& options = {}) {
+    MessageBuffer<256> message;
+    ClipPtr clip(OpenClipIn(pipeline_, path_, &options, nullptr, message));
+    EXPECT_NE(clip, nullptr) << message.text();
+    return clip;
+  }
+  static std::vector<uint8_t> Get(const ClipPtr& clip, int64_t frame, int32_t level, OutputPixelFormat format) {
+    const Size size = LevelSize(clip->sizes, level);
+    const uint64_t rowBytes = FormatRowBytes(format, size.width);
+    std::vector<uint8_t> pixels(rowBytes * size_t(size.height));
+    EXPECT_EQ(GetFrame(clip.get(), frame, frame, level, format, pixels.data(), uint32_t(rowBytes), nullptr, nullptr), 0);
+    return pixels;
+  }
+
+  const std::vector<uint8_t> archive_ = MakeArchive();
+  std::filesystem::path path_;
+  FramePipeline pipeline_{DefaultPipelineBackend(), MakePipelineConfig(4, [](const char*) { return std::nullopt; })};
+};
+
+TEST_F(ArchiveClip, DeliversEveryFormatAtEverySizeAsDevelopedAlone) {
+  const ClipPtr clip = Open();
+  Reference reference(archive_, {});
+  for (int32_t level : {kFullSize, kHalfSize, kQuarterSize}) {
+    for (OutputPixelFormat format : kHostFormats) {
+      SCOPED_TRACE(testing::Message() << "level " << level << ", format " << int(format));
+      const std::vector<uint8_t> expected = reference.Frame(2, level, format);
+      EXPECT_TRUE(Get(clip, 2, level, format) == expected) << "converted from the developed frame";
+      const ClipPtr fresh = Open();
+      EXPECT_TRUE(Get(fresh, 2, level, format) == expected) << "converted ahead by the reader";
+    }
+  }
+}
+
+TEST_F(ArchiveClip, LinearFloatKeepsWhatSixteenBitsLose) {
+  DevelopOptions options;
+  options.outputCurve = 3;
+  options.exposureEv = 3;  // pushes the highlights above 1
+  const ClipPtr clip = Open(options);
+  const std::vector<uint8_t> bytes = Get(clip, 1, kFullSize, OutputPixelFormat::kBgraFloat);
+  const std::vector<uint8_t> clipped = Reference(archive_, options).Frame(1, kFullSize, OutputPixelFormat::kBgraFloat);
+  const auto at = [](const std::vector<uint8_t>& pixels, size_t i) {
+    float value = 0;
+    std::memcpy(&value, &pixels[i * 4], 4);
+    return value;
+  };
+  int above = 0;
+  for (size_t i = 0; i < bytes.size() / 4; ++i) {
+    const float value = at(bytes, i);
+    above += value > 1;
+    // Half a step of 16 bits, and what float rounding adds.
+    ASSERT_NEAR(std::min(value, 1.0f), at(clipped, i), 0.5 / 65535 + 1e-6) << i;
+  }
+  EXPECT_GT(above, 0);
+}
+
+TEST_F(ArchiveClip, SeveralThreadsGetTheFramesThatOneGets) {
+  Reference reference(archive_, {});
+  std::vector<std::vector<uint8_t>> expected[3];
+  for (int32_t level : {kFullSize, kHalfSize, kQuarterSize}) {
+    for (int32_t frame = 0; frame < kFrames; ++frame) expected[level].push_back(reference.Frame(frame, level, OutputPixelFormat::kUyvy));
+  }
+  const ClipPtr a = Open(), b = Open();
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&, thread] {
+      for (int i = 0; i < 24; ++i) {
+        const int32_t level = (i + thread) % 3, frame = (i * 7 + thread) % kFrames;
+        ASSERT_TRUE(Get(i % 2 == 0 ? a : b, frame, level, OutputPixelFormat::kUyvy) == expected[level][size_t(frame)]) << frame;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(ArchiveClip, ProcessWidePipelineServesThePublicInterface) {
+  ClipInfo info;
+  MessageBuffer<256> message;
+  const ClipPtr clip(OpenClip(path_, nullptr, &info, message));
+  ASSERT_NE(clip, nullptr) << message.text();
+  EXPECT_EQ(info.frameCount, kFrames);
+  EXPECT_EQ(info.fpsNumerator, 25);
+  EXPECT_STREQ(info.label, "CinemaDNG RAW-ZIP");
+  EXPECT_TRUE(Get(clip, 3, kHalfSize, OutputPixelFormat::kBgra8) == Reference(archive_, {}).Frame(3, kHalfSize, OutputPixelFormat::kBgra8));
+  EXPECT_EQ(OpenClip(path_ / "missing", nullptr, &info, message), nullptr);
+  EXPECT_STREQ(message.text(), "cannot open the file");
+}
+
+TEST_F(ArchiveClip, OtherFilesAreRefusedWithTheReadersMessage) {
+  std::ofstream(path_, std::ios::binary) << "QXNF and nothing that an archive would have";
+  MessageBuffer<256> message;
+  EXPECT_EQ(OpenClipIn(pipeline_, path_, nullptr, nullptr, message), nullptr);
+  EXPECT_FALSE(message.empty());
+}
+
+}  // namespace
+}  // namespace qx
