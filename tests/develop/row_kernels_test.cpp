@@ -120,7 +120,7 @@ TEST(RowKernels, DebayerAlike) {
   });
 }
 
-TEST(RowKernels, ColorAndHalveAlike) {
+TEST(RowKernels, ColorTexelsAndHalveAlike) {
   std::mt19937 random(3);
   const ColorStep step = {{1.7f, -0.5f, -0.2f, -0.3f, 1.5f, -0.2f, 0.01f, -0.6f, 1.59f}, 2.3f};
   ForVectorVariants([&](const RowKernels& kernels) {
@@ -137,6 +137,11 @@ TEST(RowKernels, ColorAndHalveAlike) {
       Plain().color(in, step, expectedPlanes, n);
       kernels.color(in, step, actualPlanes, n);
       ExpectSameBits(expected, actual, 0, int(expected.size()));
+
+      std::vector<float> texels(size_t(4 * n) + 4, 7), actualTexels = texels;
+      Plain().toTexels({expectedPlanes[0], expectedPlanes[1], expectedPlanes[2]}, texels.data(), n);
+      kernels.toTexels({expectedPlanes[0], expectedPlanes[1], expectedPlanes[2]}, actualTexels.data(), n);
+      EXPECT_EQ(texels, actualTexels);
 
       const auto above = RandomFloats(random, 2 * n + offset, 1), below = RandomFloats(random, 2 * n + offset, 1);
       std::vector<float> half(size_t(n) + 16, 7), actualHalf = half;

@@ -74,6 +74,7 @@ bool PlanWarpRows(RenderPlan* plan, int firstRow, int endRow) {
     footprints.Compute(*plan, y);
     const double low = *std::min_element(footprints.lowY(), footprints.lowY() + g.output.width);
     const double high = *std::max_element(footprints.highY(), footprints.highY() + g.output.width);
+    plan->touchedRows[size_t(y)] = {FirstTexel(low), LastTexel(high)};
     plan->sourceRows[size_t(y)] = Limited(FirstTexel(low), LastTexel(high), g.activeHeight);
   }
   return true;
@@ -84,6 +85,7 @@ bool PlanWarp(RenderPlan* plan, WorkerPool* pool) {
   for (int x = 0; x < g.output.width; ++x) plan->centreX.push_back(g.cropX + (x + 0.5) * g.scaleX() - 0.5);
   for (int x = 0; x <= g.output.width; ++x) plan->edgeX.push_back(g.cropX + x * g.scaleX() - 0.5);
   plan->sourceRows.resize(size_t(g.output.height));
+  plan->touchedRows.resize(size_t(g.output.height));
   const int parts = worker_pool_threads(pool) + 1;
   return RunParts(pool, parts, [&](int part) {
            const auto row = [&](int p) { return int(int64_t(g.output.height) * p / parts); };
@@ -92,13 +94,6 @@ bool PlanWarp(RenderPlan* plan, WorkerPool* pool) {
 }
 
 }  // namespace
-
-int FirstTexel(double low) {
-  return int(std::floor(low - 0.5)) + 1;
-}
-int LastTexel(double high) {
-  return int(std::ceil(high + 0.5)) - 1;
-}
 
 int RenderPlan::FirstSourceRow(int firstRow, int endRow) const {
   int first = sourceRows[size_t(firstRow)].first;

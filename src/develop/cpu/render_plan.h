@@ -27,11 +27,7 @@ struct BoxAxis {
   int halfOrigin = 0;
 };
 
-/// The first and the last texel that a footprint touches.
-int FirstTexel(double low);
-int LastTexel(double high);
-
-/// First and last row of the linear image that an output row needs; within the image.
+/// First and last row of the linear image that an output row needs.
 struct RowRange {
   int first = 0, last = 0;
 };
@@ -43,7 +39,8 @@ struct RenderPlan {
   RenderMode mode = RenderMode::kCopy;
   BoxAxis columns, rows;               // kBox
   std::vector<double> centreX, edgeX;  // kWarp: unwarped positions of the pixels' centres and of their left edges (one more)
-  std::vector<RowRange> sourceRows;    // per output row
+  std::vector<RowRange> touchedRows;   // kWarp: rows that the footprints of an output row touch, also outside the image
+  std::vector<RowRange> sourceRows;    // per output row, within the image
 
   /// Height of a ring that holds everything needed at once while the output rows firstRow … endRow − 1 are made in order from source rows
   /// that are made in order.

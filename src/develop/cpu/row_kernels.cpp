@@ -93,10 +93,10 @@ void Halve(const float* above, const float* below, float* out, int n) {
 std::span<const RowKernels> RowKernelVariants() {
   static const RowKernels variants[] = {
     {"plain", true, plain::Unpack, plain::Gradient, plain::Bilinear, plain::Color, plain::Halve, plain::WarpPoints, plain::Footprints,
-     plain::AverageTexels, plain::EncodeCurve, plain::ApplyCurve, plain::EncodeLut, plain::EncodeLinear},
+     plain::ToTexels, plain::AverageTexels, plain::EncodeCurve, plain::ApplyCurve, plain::EncodeLut, plain::EncodeLinear},
 #if defined(__x86_64__)
     {"avx2", GetCpuFeatures().avx2, avx2::Unpack, avx2::Gradient, avx2::Bilinear, avx2::Color, avx2::Halve, avx2::WarpPoints,
-     avx2::Footprints, avx2::AverageTexels, avx2::EncodeCurve, avx2::ApplyCurve, avx2::EncodeLut, avx2::EncodeLinear},
+     avx2::Footprints, avx2::ToTexels, avx2::AverageTexels, avx2::EncodeCurve, avx2::ApplyCurve, avx2::EncodeLut, avx2::EncodeLinear},
 #endif
   };
   return variants;

@@ -92,6 +92,8 @@ struct RowKernels {
   /// taken as at most `reach` outside 0 … texels. A centre that is not a number counts as far left.
   void (*footprints)(const double* centre, const double* one, const double* other, double reach, int texels, double* low, double* high,
                      int n);
+  /// A row of texels from its planes.
+  void (*toTexels)(const LinearRow& in, float* texels, int n);
   /// Area-weighted mean of the texels under each footprint, planar.
   void (*averageTexels)(const FootprintAxis& x, const FootprintAxis& y, const TexelRows& texels, float* const out[3], int n);
 
@@ -119,6 +121,7 @@ void Color(const RgbRow& in, const ColorStep& step, float* const out[3], int n);
 void Halve(const float* above, const float* below, float* out, int n);
 void WarpPoints(const LensWarp& warp, const double* x, double y, double* outX, double* outY, int n);
 void Footprints(const double* centre, const double* one, const double* other, double reach, int texels, double* low, double* high, int n);
+void ToTexels(const LinearRow& in, float* texels, int n);
 void AverageTexels(const FootprintAxis& x, const FootprintAxis& y, const TexelRows& texels, float* const out[3], int n);
 void EncodeCurve(const LinearRow& in, const float* gamut, const CurveView& curve, uint16_t* rgb, int n);
 void ApplyCurve(const float* in, const CurveView& curve, float* out, int n);
@@ -135,6 +138,7 @@ void Color(const RgbRow& in, const ColorStep& step, float* const out[3], int n);
 void Halve(const float* above, const float* below, float* out, int n);
 void WarpPoints(const LensWarp& warp, const double* x, double y, double* outX, double* outY, int n);
 void Footprints(const double* centre, const double* one, const double* other, double reach, int texels, double* low, double* high, int n);
+void ToTexels(const LinearRow& in, float* texels, int n);
 void AverageTexels(const FootprintAxis& x, const FootprintAxis& y, const TexelRows& texels, float* const out[3], int n);
 void EncodeCurve(const LinearRow& in, const float* gamut, const CurveView& curve, uint16_t* rgb, int n);
 void ApplyCurve(const float* in, const CurveView& curve, float* out, int n);

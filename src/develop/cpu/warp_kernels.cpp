@@ -40,6 +40,15 @@ void Footprints(const double* centre, const double* one, const double* other, do
   }
 }
 
+void ToTexels(const LinearRow& in, float* texels, int n) {
+  for (int x = 0; x < n; ++x, texels += kTexelFloats) {
+    texels[0] = in.r[x];
+    texels[1] = in.g[x];
+    texels[2] = in.b[x];
+    texels[3] = 0;
+  }
+}
+
 // Even and odd columns are summed apart, as the vector version does, which takes two texels at a time. The weights of an axis add up to the
 // footprint's width.
 void AverageTexels(const FootprintAxis& x, const FootprintAxis& y, const TexelRows& texels, float* const out[3], int n) {

@@ -145,6 +145,20 @@ QX_AVX2 void Footprints(const double* centre, const double* one, const double* o
   plain::Footprints(centre + i, one + i, other + i, reach, texels, low + i, high + i, n - i);
 }
 
+QX_AVX2 void ToTexels(const LinearRow& in, float* texels, int n) {
+  int x = 0;
+  for (; x + 4 <= n; x += 4) {
+    __m128 p0 = _mm_loadu_ps(in.r + x), p1 = _mm_loadu_ps(in.g + x), p2 = _mm_loadu_ps(in.b + x), p3 = _mm_setzero_ps();
+    _MM_TRANSPOSE4_PS(p0, p1, p2, p3);
+    float* out = texels + ptrdiff_t(x) * kTexelFloats;
+    _mm_storeu_ps(out, p0);
+    _mm_storeu_ps(out + 4, p1);
+    _mm_storeu_ps(out + 8, p2);
+    _mm_storeu_ps(out + 12, p3);
+  }
+  plain::ToTexels({in.r + x, in.g + x, in.b + x}, texels + ptrdiff_t(x) * kTexelFloats, n - x);
+}
+
 QX_AVX2 void AverageTexels(const FootprintAxis& x, const FootprintAxis& y, const TexelRows& texels, float* const out[3], int n) {
   int i = 0;
   for (; i + kBlock <= n; i += kBlock) {

@@ -36,12 +36,7 @@ class TexelRing {
     linear_->Make(row, planes);
     float* first = buffer_.data() + size_t(row % rows_) * pitch_;
     float* texels = first + size_t(pad_) * kTexelFloats;
-    for (int x = 0; x < width_; ++x) {
-      texels[kTexelFloats * x] = planes[0][x];
-      texels[kTexelFloats * x + 1] = planes[1][x];
-      texels[kTexelFloats * x + 2] = planes[2][x];
-      texels[kTexelFloats * x + 3] = 0;
-    }
+    kernels_.toTexels({planes[0], planes[1], planes[2]}, texels, width_);
     const float* last = texels + kTexelFloats * (width_ - 1);
     for (int i = 0; i < pad_; ++i) {
       std::copy_n(texels, kTexelFloats, first + kTexelFloats * i);
@@ -49,6 +44,7 @@ class TexelRing {
     }
   }
 
+  const RowKernels& kernels_ = GetRowKernels();
   LinearRows* linear_ = nullptr;
   int width_ = 0, pad_ = 0, rows_ = 1, next_ = 0;
   size_t pitch_ = 0;
@@ -72,18 +68,19 @@ class WarpRows final : public RenderRows {
     footprints_.Compute(*plan_, y);
     float* const out[3] = {output_.data(), output_.data() + outputPitch_, output_.data() + 2 * outputPitch_};
     const FootprintAxis columns = {footprints_.lowX(), footprints_.highX()}, rows = {footprints_.lowY(), footprints_.highY()};
-    kernels_.averageTexels(columns, rows, TexelRowsFor(rows), out, plan_->geometry.output.width);
+    kernels_.averageTexels(columns, rows, TexelRowsFor(y), out, plan_->geometry.output.width);
     return {out[0], out[1], out[2]};
   }
 
  private:
   // Pointers to all rows that the footprints touch; rows outside the image are its edge rows.
-  TexelRows TexelRowsFor(const FootprintAxis& rows) {
-    const int n = plan_->geometry.output.width, lastRow = plan_->geometry.activeHeight - 1;
-    const int first = FirstTexel(*std::min_element(rows.low, rows.low + n)), last = LastTexel(*std::max_element(rows.high, rows.high + n));
+  TexelRows TexelRowsFor(int y) {
+    const RowRange& touched = plan_->touchedRows[size_t(y)];
     rowPointers_.clear();
-    for (int row = first; row <= last; ++row) rowPointers_.push_back(ring_.Row(std::clamp(row, 0, lastRow)));
-    return {rowPointers_.data(), first};
+    for (int row = touched.first; row <= touched.last; ++row) {
+      rowPointers_.push_back(ring_.Row(std::clamp(row, 0, plan_->geometry.activeHeight - 1)));
+    }
+    return {rowPointers_.data(), touched.first};
   }
 
   const RowKernels& kernels_ = GetRowKernels();
