@@ -121,9 +121,13 @@ void PackUyvy(const uint16_t* rgb, uint8_t* out, int32_t width) {
 }
 
 void PackV210(const uint16_t* rgb, uint8_t* out, int32_t width) {
+  PackV210From(0, rgb, out, width);
+}
+
+void PackV210From(int32_t first, const uint16_t* rgb, uint8_t* out, int32_t width) {
   const auto rowBytes = int64_t(FormatRowBytes(OutputPixelFormat::kV210, width));
-  int64_t at = 0;
-  for (int32_t x = 0; x < width; x += 6, at += 16) {
+  int64_t at = int64_t(first) / 6 * 16;
+  for (int32_t x = first; x < width; x += 6, at += 16) {
     Rgb group[6];
     for (int32_t i = 0; i < 6; ++i) group[i] = Pixel(rgb, std::min(x + i, width - 1));
     PutV210Group(group, out + at);
@@ -160,14 +164,18 @@ void PackBgraFloatMean(const uint16_t* above, const uint16_t* below, uint8_t* ou
 
 std::span<const PackKernels> PackKernelVariants() {
   static const PackKernels variants[] = {
-      {"plain", true, plain::PackBgra8, plain::PackBgra16, plain::PackBgraFloat, plain::PackUyvy, plain::PackV210, plain::PackVuyaFloat,
-       plain::ReduceRows, plain::PackBgraFloatMean},
+    {"plain", true, plain::PackBgra8, plain::PackBgra16, plain::PackBgraFloat, plain::PackUyvy, plain::PackV210, plain::PackVuyaFloat,
+     plain::ReduceRows, plain::PackBgraFloatMean},
+#if defined(__x86_64__)
+    {"avx2", GetCpuFeatures().avx2, avx2::PackBgra8, avx2::PackBgra16, avx2::PackBgraFloat, avx2::PackUyvy, avx2::PackV210,
+     avx2::PackVuyaFloat, avx2::ReduceRows, avx2::PackBgraFloatMean},
+#endif
   };
   return variants;
 }
 
 const PackKernels& GetPackKernels() {
-  static const PackKernels& chosen = [&]() -> const PackKernels& {
+  static const PackKernels& chosen = []() -> const PackKernels& {
     const auto variants = PackKernelVariants();
     return variants.back().usable ? variants.back() : variants.front();
   }();

@@ -52,6 +52,8 @@ void PackBgra16(const uint16_t* rgb, uint8_t* out, int32_t width);
 void PackBgraFloat(const uint16_t* rgb, uint8_t* out, int32_t width);
 void PackUyvy(const uint16_t* rgb, uint8_t* out, int32_t width);
 void PackV210(const uint16_t* rgb, uint8_t* out, int32_t width);
+/// The row from pixel `first` on, a multiple of 6; `rgb` and `out` are the row's begin.
+void PackV210From(int32_t first, const uint16_t* rgb, uint8_t* out, int32_t width);
 void PackVuyaFloat(const uint16_t* rgb, uint8_t* out, int32_t width);
 void ReduceRows(const uint16_t* above, const uint16_t* below, uint16_t* out, int32_t width);
 void PackBgraFloatMean(const uint16_t* above, const uint16_t* below, uint8_t* out, int32_t width);
