@@ -136,8 +136,6 @@ class BoxRows final : public RenderRows {
 
 }  // namespace
 
-std::unique_ptr<RenderRows> CreateWarpRows();
-
 std::unique_ptr<RenderRows> CreateRenderRows(RenderMode mode) {
   if (mode == RenderMode::kWarp) return CreateWarpRows();
   if (mode == RenderMode::kBox) return std::unique_ptr<RenderRows>(new (std::nothrow) BoxRows);

@@ -21,5 +21,7 @@ class RenderRows {
 
 /// For all geometries of one mode. Null when memory is short.
 std::unique_ptr<RenderRows> CreateRenderRows(RenderMode mode);
+/// What CreateRenderRows gives for kWarp.
+std::unique_ptr<RenderRows> CreateWarpRows();
 
 }  // namespace qx

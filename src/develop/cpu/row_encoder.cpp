@@ -9,7 +9,7 @@ namespace {
 
 // The Rec.709 curve jumps by about 16 codes where its straight and its curved part meet, so a piece has to begin exactly there.
 constexpr float kStraightEnd = 0.018f, kStraightSlope = 4.5f;
-// 512 pieces an octave: the chord of x^0.45 is then at most 0.01 codes off.
+// 512 pieces an octave: the chords are then less than 0.05 codes off, the knee included.
 constexpr int kRec709Shift = 14;
 // Far above any exposure; bounds the table for a broken one.
 constexpr float kLargestWhite = 1048576;

@@ -9,8 +9,6 @@
 
 namespace qx {
 
-std::unique_ptr<RenderRows> CreateWarpRows();
-
 namespace {
 
 // Linear rows as texels, so that one load fetches a colour, with the edge texel repeated on both sides.
