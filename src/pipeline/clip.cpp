@@ -92,7 +92,9 @@ int OpenParts(Clip& clip, const DevelopOptions* options, Message message) {
     DescribeTimeline(clip.timeline, &clip.info);
   }
   const ClipInfo& info = clip.info;
-  if (info.frameCount < 1 || info.fpsNumerator < 1 || info.fpsDenominator < 1) return message.Fail("empty clip");
+  // A camera description that leaves no picture is refused here, not frame by frame.
+  const bool hasPicture = info.fullWidth > 0 && info.fullHeight > 0;
+  if (!hasPicture || info.frameCount < 1 || info.fpsNumerator < 1 || info.fpsDenominator < 1) return message.Fail("empty clip");
   return 0;
 }
 
