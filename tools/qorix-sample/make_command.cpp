@@ -31,7 +31,7 @@ class Stopwatch {
 
 void PrintWritten(const std::filesystem::path& file, size_t frames, const std::string& what, double seconds) {
   std::error_code ignored;
-  fmt::print("{}: {} frames{}, {:.1f} MB in {:.1f} s\n", file.string(), frames, what,
+  fmt::print("{}: {} frame{}{}, {:.1f} MB in {:.1f} s\n", file.string(), frames, frames == 1 ? "" : "s", what,
              double(std::filesystem::file_size(file, ignored)) / 1e6, seconds);
 }
 
