@@ -25,6 +25,8 @@ struct CrcVariant {
   uint32_t (*update)(uint32_t crc, const uint8_t* data, size_t length);
 };
 std::span<const CrcVariant> crc32c_variants();
+/// The one that crc32c_update takes: the fastest usable, or the tables when it failed its self-test or QXP_CRC_SOFT is set.
+const CrcVariant& crc32c_selected();
 
 /// The processor's way was there but failed its self-test.
 bool crc32c_self_test_failed();
