@@ -26,7 +26,7 @@ TEST(PreferredFrameSize, EnumeratesOfferedSizes) {
     host::PreferredFrameSizeRec record = {};
     record.inIndex = row.index;
     EXPECT_EQ(PreferredFrameSize(clip, &record), row.result) << row.half << " " << row.quarter << " index " << row.index;
-    EXPECT_EQ(record.outWidth, row.width);
+    EXPECT_EQ(int32_t(record.outWidth), row.width);
   }
 }
 
@@ -37,7 +37,7 @@ TEST(FileInfo, DeclaresColorSpaceOnlyForSLog3AndLinear) {
     clip.info.outputKind = int32_t(kind);
     host::FileInfoRec8 record = {};
     FillFileInfo(clip, 0, &record);
-    EXPECT_EQ(record.colorSpaceSupport, kind == OutputKind::kSLog3 || kind == OutputKind::kLinear ? 1 : 0) << int(kind);
+    EXPECT_EQ(int32_t(record.colorSpaceSupport), kind == OutputKind::kSLog3 || kind == OutputKind::kLinear ? 1 : 0) << int(kind);
   }
 }
 
@@ -48,8 +48,8 @@ TEST(FileInfo, LeavesSoundFieldsAloneWithoutSound) {
   host::FileInfoRec8 record = {};
   record.audioChannels = 77;
   FillFileInfo(clip, 5, &record);
-  EXPECT_EQ(record.audioChannels, 77);
-  EXPECT_EQ(record.vidDurationInFrames, 3'000'000'000);
+  EXPECT_EQ(int32_t(record.audioChannels), 77);
+  EXPECT_EQ(int64_t(record.vidDurationInFrames), 3'000'000'000);
   EXPECT_EQ(uint32_t(record.vidDuration), uint32_t(3'003'000'000'000));  // low 32 bits
 }
 

@@ -50,7 +50,7 @@ TEST(Story, DescribesAClip) {
   RunInChild({{"QORIX_IMPORT_CURVE", "s-log3"}}, [&] {
     auto plugin = LoadPlugin();
     EXPECT_EQ(plugin->initResult(), host::imIsCacheable);
-    EXPECT_EQ(plugin->importInfo().hasSetup, 1);
+    EXPECT_EQ(int32_t(plugin->importInfo().hasSetup), 1);
     ASSERT_EQ(plugin->formats().size(), 2u);
     EXPECT_EQ(plugin->formats()[0].name, ".qorix RAW");
     EXPECT_EQ(plugin->formats()[1].name, "qorixcam CinemaDNG");
@@ -227,8 +227,8 @@ TEST(Story, InfoBeforeOpenOpensTheClip) {
     access->filepath = path.c_str();
     GuardedRecord<host::FileInfoRec8> info("info");
     EXPECT_EQ(plugin->Call(host::imGetInfo8, access.get(), info.get()), host::imNoErr);
-    ASSERT_NE(info->privatedata, nullptr);
-    EXPECT_EQ(info->vidDurationInFrames, 5);
+    ASSERT_NE(host::Handle(info->privatedata), nullptr);
+    EXPECT_EQ(int64_t(info->vidDurationInFrames), 5);
     EXPECT_EQ(plugin->Call(host::imCloseFile, static_cast<void*>(nullptr), info->privatedata), host::imNoErr);
     ExpectClean(std::move(plugin));
   });
