@@ -53,7 +53,7 @@ files=("$@")
 if [ ${#files[@]} -eq 0 ]; then
   # Development adds a stop to what the camera says; this keeps the scene's bright sky below white.
   synthetic=$out/synthetic_4k.zip
-  "$build/qorix-sample" make "$synthetic" --frames 24 --size 4096x2304 --codec lj92 --fps 24000/1001 --drop 9 --gain-map --exposure -1 ||
+  "$build/qorix-sample" make "$synthetic" --frames 24 --size 3840x2160 --codec lj92 --fps 24000/1001 --drop 9 --gain-map --exposure -1 ||
     failed "making the synthetic clip"
   files=("$root"/demo/*.zip "$synthetic")
 fi
