@@ -23,8 +23,8 @@ struct CubeLut {
   uint32_t size3D = 0;
   GrowBuffer<float> table3D;  // size3D³ rows of red, green, blue; red varies fastest, then green, then blue
   std::array<float, 3> domainMin3D = {0, 0, 0}, domainMax3D = {1, 1, 1};
-  std::string title;          // at most 127 bytes
-  uint32_t contentHash = 0;   // changes with the content, never 0 for a parsed LUT
+  std::string title;         // at most 127 bytes
+  uint32_t contentHash = 0;  // changes with the content, never 0 for a parsed LUT
 };
 
 /// 0, or -1 with a message and an empty `lut`. Strict: any malformed line fails the whole text. Any thread.

@@ -1,4 +1,5 @@
-// Output encodings: from scene-linear Rec.709 to delivered code values (ITU-R BT.709 with a highlight knee, `.cube` LUTs, log curves, linear).
+// Output encodings: from scene-linear Rec.709 to delivered code values (ITU-R BT.709 with a highlight knee, `.cube` LUTs, log curves,
+// linear).
 #pragma once
 
 #include <array>
@@ -12,10 +13,10 @@ namespace qx {
 /// Encoding of one session and frame. `profile` 0: Rec.709 or LUT; 3: the log and linear kinds.
 struct EncodingState {
   int32_t profile = 0;
-  OutputKind kind = OutputKind::kRec709;  // profile 3: kDaVinciIntermediate, kSLog3 or kLinear
-  float white = 1;                        // the linear value that the knee maps to 1: the frame's exposure gain
+  OutputKind kind = OutputKind::kRec709;                     // profile 3: kDaVinciIntermediate, kSLog3 or kLinear
+  float white = 1;                                           // the linear value that the knee maps to 1: the frame's exposure gain
   std::array<float, 9> gamut = {1, 0, 0, 0, 1, 0, 0, 0, 1};  // row-major, linear Rec.709 to the target primaries
-  const CubeLut* lut = nullptr;           // profile 0 only
+  const CubeLut* lut = nullptr;                              // profile 0 only
 };
 
 /// False for a kind that has no curve.

@@ -24,7 +24,7 @@ struct LensWarp {
   bool active = false;
   double k[4] = {1, 0, 0, 0};
   double t[2] = {0, 0};
-  double centreX = 0, centreY = 0;   // pixels (texel-index positions)
+  double centreX = 0, centreY = 0;       // pixels (texel-index positions)
   double radius = 0, inverseRadius = 0;  // distance from the centre to the farthest corner
 };
 
@@ -36,8 +36,8 @@ Point ApplyLensWarp(const LensWarp& warp, Point p);
 
 /// Everything about positions that is fixed for a frame at one output size.
 struct DevelopGeometry {
-  int32_t activeLeft = 0, activeTop = 0;       // sensor pixels
-  int32_t activeWidth = 0, activeHeight = 0;   // size of the linear image
+  int32_t activeLeft = 0, activeTop = 0;      // sensor pixels
+  int32_t activeWidth = 0, activeHeight = 0;  // size of the linear image
   /// The crop within the linear image (after width alignment), in linear-image pixels.
   double cropX = 0, cropY = 0, cropWidth = 0, cropHeight = 0;
   Size output;
@@ -51,6 +51,7 @@ struct DevelopGeometry {
 
 /// Geometry of a full-size (`scaleCode` 0) or half-size (2) session. `warp` is the frame's warp (the camera's or the one that the frame
 /// reader completed). False when the frame cannot be developed: active area outside the image or smaller than 8 × 8, or an empty crop.
-[[nodiscard]] bool ComputeGeometry(const DngInfo& camera, const RectilinearWarp& warp, const DevelopParams& params, DevelopGeometry* geometry);
+[[nodiscard]] bool ComputeGeometry(const DngInfo& camera, const RectilinearWarp& warp, const DevelopParams& params,
+                                   DevelopGeometry* geometry);
 
 }  // namespace qx

@@ -26,7 +26,8 @@ class FrameSource {
   virtual double FramesPerSecond() const = 0;
   /// The recording's camera data: the first good frame's, or null when no frame has any. Valid as long as the source.
   virtual const DngInfo* CameraData() const = 0;
-  /// Reads source frame `frame` (0 … count − 1) into `out`. 0, or -1 with the reason in LastMessage(); `out` is then undefined but reusable.
+  /// Reads source frame `frame` (0 … count − 1) into `out`. 0, or -1 with the reason in LastMessage(); `out` is then undefined but
+  /// reusable.
   [[nodiscard]] virtual int ReadFrame(int32_t frame, RawFrame* out, uint32_t flags) = 0;
   /// Text of the last failure; cleared at the start of every read.
   virtual const char* LastMessage() const = 0;

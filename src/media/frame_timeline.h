@@ -11,9 +11,9 @@ namespace qx {
 
 /// What a display position shows.
 struct DisplaySlot {
-  int32_t frame = 0;   // source frame
-  uint8_t kind = 0;    // 0 the frame of this slot, 1 repeat of the previous frame, 2 lead fill before the first frame
-  uint8_t first = 0;   // 1 at the first position that shows its frame
+  int32_t frame = 0;  // source frame
+  uint8_t kind = 0;   // 0 the frame of this slot, 1 repeat of the previous frame, 2 lead fill before the first frame
+  uint8_t first = 0;  // 1 at the first position that shows its frame
 };
 
 constexpr int64_t kMaxSlots = 50000000;

@@ -8,7 +8,7 @@ namespace qx {
 
 enum class SoundKind : int32_t {
   kNone = 0,
-  kPcm = 1,          // samples that can be read
+  kPcm = 1,            // samples that can be read
   kDescribedOnly = 2,  // recognised, not offered
   kUnusable = 3,
 };
@@ -22,7 +22,7 @@ struct SoundDescription {
   int32_t channels = 0;
   int32_t sampleRate = 0;
   int32_t bitsPerSample = 0;
-  int32_t blockAlign = 0;      // bytes of one sample frame
+  int32_t blockAlign = 0;  // bytes of one sample frame
   int64_t sampleFrames = 0;
   bool truncated = false;
 };

@@ -1,4 +1,5 @@
-// The source index of an opened recording, of either container kind: which frames there are, when they were captured, and what goes with them.
+// The source index of an opened recording, of either container kind: which frames there are, when they were captured, and what goes with
+// them.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +18,8 @@ enum class ContainerKind : int32_t { kRawZip = 0, kQorix = 1 };
 class ContainerState {
  public:
   virtual ~ContainerState() = default;
-  /// Completes frame numbers that opening left to interpolation, when slots are needed for the first time. Does nothing for most recordings.
+  /// Completes frame numbers that opening left to interpolation, when slots are needed for the first time. Does nothing for most
+  /// recordings.
   virtual void CompleteNumbers(struct SourceTimeline&) {}
 };
 

@@ -21,7 +21,7 @@ struct DevelopOptions {
   int32_t whiteBalanceOn = 0;  // 0 as shot
   double kelvin = 0;
   double tint = 0;
-  int32_t demosaic = 0;  // 0 … 3
+  int32_t demosaic = 0;                              // 0 … 3
   int32_t warpPercent = 100, vignettePercent = 100;  // 0 … 100
 
   bool hasLut() const { return lutPath[0] != 0; }

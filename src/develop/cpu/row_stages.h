@@ -16,7 +16,9 @@ constexpr int kMosaicPad = 16;
 constexpr int kMosaicRing = 16;
 
 /// Reflects an index at the edges without repeating them: −1 is 1, n is n − 2. For −n < i < 2n − 1.
-inline int MirrorIndex(int i, int n) { return i < 0 ? -i : i >= n ? 2 * (n - 1) - i : i; }
+inline int MirrorIndex(int i, int n) {
+  return i < 0 ? -i : i >= n ? 2 * (n - 1) - i : i;
+}
 
 /// The normalised, white-balanced mosaic: 16 bits per CFA site of the active area, rows and columns mirrored at the edges.
 class MosaicRows {
@@ -45,9 +47,9 @@ class RgbRows {
 };
 
 struct DebayerSetup {
-  int width = 0, height = 0;             // active area, at least 8 × 8
+  int width = 0, height = 0;                  // active area, at least 8 × 8
   std::array<uint8_t, 4> cfa = {0, 1, 1, 2};  // colour of phases (0,0), (0,1), (1,0), (1,1) of the active area
-  std::array<int32_t, 9> labMatrix = {};  // AHD only
+  std::array<int32_t, 9> labMatrix = {};      // AHD only
 };
 
 }  // namespace qx
