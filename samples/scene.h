@@ -13,8 +13,8 @@ namespace qx {
 std::vector<uint16_t> MakeNoisyMosaic(int width, int height, int bits, int black, uint32_t seed, int frameIndex);
 
 /// White balance of that sensor: what neutral grey reads as, green being 1.
-constexpr double kSceneNeutral[3] = {0.50, 1.0, 0.62};
+inline constexpr double kSceneNeutral[3] = {0.50, 1.0, 0.62};
 /// What the lens loses: the light at a distance r from the centre is 1 − kSceneVignetting × r², r being 1 in the corners.
-constexpr double kSceneVignetting = 0.45;
+inline constexpr double kSceneVignetting = 0.45;
 
 }  // namespace qx
