@@ -138,9 +138,10 @@ int ArchiveFrameSource::Unpack(Bytes record, RawFrame* out) {
 
 int ArchiveFrameSource::DecodeLosslessJpeg(Bytes record, RawFrame* out) {
   const uint64_t samples = uint64_t(out->dng.width) * out->dng.height;
-  int result = kLj92Truncated;
+  int result = lj92_check_layout(out->dng);
   // A sample takes a bit at least, so a record that claims more samples than it has bits is not even tried.
-  if (samples / 8 <= std::min<uint64_t>(out->dng.totalStripBytes, record.size())) {
+  if (result == kLj92Ok && samples / 8 > std::min<uint64_t>(out->dng.totalStripBytes, record.size())) result = kLj92Truncated;
+  if (result == kLj92Ok) {
     if (samples > kMaxFrameSamples || !out->sampleBuffer.Reserve(samples)) return message_.view().Fail("out of memory");
     result = lj92_decode_dng(out->dng, record, out->sampleBuffer.data());
   }

@@ -72,16 +72,19 @@ int lj92_decode(Bytes stream, uint16_t* out, int64_t pitch, int32_t width, int32
   return result;
 }
 
-int lj92_decode_dng(const DngInfo& info, Bytes record, uint16_t* out) {
+int lj92_check_layout(const DngInfo& info) {
   const bool tiled = info.tileWidth != 0;
   if (info.compression != 7 || info.samplesPerPixel != 1 || info.stripOffsets.empty() || info.width == 0 || info.height == 0 ||
       (tiled && info.tileLength == 0)) {
     return kLj92Unsupported;
   }
+  const uint64_t cells = GridOf(info).count;
+  return cells > std::min(info.stripOffsets.size(), info.stripByteCounts.size()) || cells >= uint64_t(1) << 31 ? kLj92Corrupt : kLj92Ok;
+}
+
+int lj92_decode_dng(const DngInfo& info, Bytes record, uint16_t* out) {
+  if (const int result = lj92_check_layout(info); result != kLj92Ok) return result;
   const CellGrid grid = GridOf(info);
-  if (grid.count > std::min(info.stripOffsets.size(), info.stripByteCounts.size()) || grid.count >= uint64_t(1) << 31) {
-    return kLj92Corrupt;
-  }
   uint64_t budget = LargestCodedSize(info, record);
   for (size_t cell = 0; cell < grid.count; ++cell) {
     if (info.stripByteCounts[cell] > budget) return kLj92Corrupt;

@@ -27,6 +27,10 @@ struct Lj92Info {
 /// After a failure the output may hold part of the samples. `info` may be null. Any thread.
 [[nodiscard]] int lj92_decode(Bytes stream, uint16_t* out, int64_t pitch, int32_t width, int32_t height, Lj92Info* info);
 
+/// Whether a DNG with compression 7 has a stream for every strip or tile: kLj92Ok, kLj92Unsupported or kLj92Corrupt. Cheap: nothing is
+/// decoded.
+[[nodiscard]] int lj92_check_layout(const DngInfo& info);
+
 /// Decodes every strip or tile of a DNG with compression 7 into width × height samples at `out`. Any thread.
 [[nodiscard]] int lj92_decode_dng(const DngInfo& info, Bytes record, uint16_t* out);
 
