@@ -1,7 +1,7 @@
 #include "samples/qorix_writer.h"
 
 #include <algorithm>
-#include <ostream>
+#include <fstream>
 #include <utility>
 
 namespace qx {
@@ -44,15 +44,19 @@ QorixSink QorixSinkTo(std::vector<uint8_t>* bytes) {
 }
 
 QorixSink QorixSinkTo(std::ostream* stream) {
-  const auto write = [stream](std::span<const uint8_t> bytes) {
+  return {[stream](std::span<const uint8_t> bytes) {
     return bool(stream->write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size())));
-  };
+  }};
+}
+
+QorixSink QorixSinkTo(std::ofstream* file) {
+  QorixSink sink = QorixSinkTo(static_cast<std::ostream*>(file));
   // The last byte is written, so that a hole at the end counts too.
-  const auto skip = [stream](uint64_t count) {
+  sink.skip = [file](uint64_t count) {
     if (count == 0) return true;
-    return bool(stream->seekp(std::streamoff(count - 1), std::ios::cur)) && bool(stream->put(0));
+    return bool(file->seekp(std::streamoff(count - 1), std::ios::cur)) && bool(file->put(0));
   };
-  return {write, skip};
+  return sink;
 }
 
 QorixWriter::QorixWriter(QorixSink sink) : sink_(std::move(sink)) {}

@@ -34,9 +34,10 @@ struct QorixSink {
   /// Leaves that many zero bytes, at best without storing them; unset: zeros are written.
   std::function<bool(uint64_t)> skip = {};
 };
-/// Sinks that append to a vector or write to a stream, which must outlive the writer. Zeros of skipped frames become holes of a file.
+/// Sinks that append to a vector or write to a stream, which must outlive the writer. In a file, skipped frames become holes.
 QorixSink QorixSinkTo(std::vector<uint8_t>* bytes);
 QorixSink QorixSinkTo(std::ostream* stream);
+QorixSink QorixSinkTo(std::ofstream* file);
 
 struct QorixRect {
   uint16_t left = 0, top = 0, right = 0, bottom = 0;
