@@ -96,14 +96,16 @@ class Recorder {
   void WriteSideChunks(int64_t slot);
   void WriteSoundUntil(uint64_t timeNs);
   void WriteSoundChunk(uint32_t chunk);
-  Picture NextPicture(int64_t slot);
+  std::shared_future<Picture> NextPicture(int64_t slot);
+  std::shared_future<Picture> StartPicture(int64_t slot);
   bool HasPicture(int64_t slot) const {
     return !options_.hollow && !IsOneOf(slot, options_.droppedSlots) && !IsOneOf(slot, options_.lostSlots);
   }
 
   const QorixRecordingOptions& options_;
   QorixWriter writer_;
-  std::deque<std::future<Picture>> coming_;
+  std::deque<std::shared_future<Picture>> coming_;
+  std::vector<std::shared_future<Picture>> kept_;  // of each distinct picture, when the scene repeats
   int64_t nextToStart_ = 0;
   std::vector<QorixRecordedFrame> frames_;
   uint32_t frameNumber_ = 0;
@@ -116,8 +118,10 @@ bool Recorder::Run(QorixRecordingContents* contents, const QorixProgress& progre
   WriteTables();
   WriteBlobs();
   frameNumber_ = options_.file.framesBefore;
+  const Picture hollow = {HollowSlices(options_.format), true};
   for (int64_t slot = 0; slot < options_.frames && writer_.ok(); ++slot) {
-    const Picture picture = HasPicture(slot) ? NextPicture(slot) : Picture{HollowSlices(options_.format), true};
+    const std::shared_future<Picture> coming = HasPicture(slot) ? NextPicture(slot) : std::shared_future<Picture>();
+    const Picture& picture = coming.valid() ? coming.get() : hollow;
     if (!picture.good) return false;
     WriteSoundUntil(SlotTime(options_, slot));
     WriteSlot(slot, picture);
@@ -150,15 +154,24 @@ void Recorder::WriteBlobs() {
   }
 }
 
-Picture Recorder::NextPicture(int64_t slot) {
+std::shared_future<Picture> Recorder::NextPicture(int64_t slot) {
   const size_t atOnce = std::max(1u, std::thread::hardware_concurrency());
   nextToStart_ = std::max(nextToStart_, slot);
   for (; nextToStart_ < options_.frames && coming_.size() < atOnce; ++nextToStart_) {
-    if (HasPicture(nextToStart_)) coming_.push_back(std::async(std::launch::async, MakePicture, std::cref(options_), nextToStart_));
+    if (HasPicture(nextToStart_)) coming_.push_back(StartPicture(nextToStart_));
   }
-  Picture picture = coming_.front().get();
+  std::shared_future<Picture> picture = coming_.front();
   coming_.pop_front();
   return picture;
+}
+
+std::shared_future<Picture> Recorder::StartPicture(int64_t slot) {
+  const auto start = [this, slot] { return std::async(std::launch::async, MakePicture, std::cref(options_), slot).share(); };
+  if (options_.distinctPictures <= 0) return start();
+  kept_.resize(size_t(options_.distinctPictures));
+  std::shared_future<Picture>& kept = kept_[size_t(slot % options_.distinctPictures)];
+  if (!kept.valid()) kept = start();
+  return kept;
 }
 
 void Recorder::WriteSlot(int64_t slot, const Picture& picture) {

@@ -52,7 +52,7 @@ struct QorixRecordingOptions {
   QorixFrameFormat format = {.width = 640, .height = 480};  // size, origin, coding; the table is filled in for `table`
   int bits = 12;                                            // of the linear samples, 8 … 16
   uint32_t seed = 1;                                        // of the noise
-  int distinctPictures = 0;                                 // the scene starts again after that many frames: saves drawing them; 0: never
+  int distinctPictures = 0;  // the scene starts again after that many frames, which are kept in memory and coded once; 0: never
   QorixTable table = QorixTable::kNone;
   float quantization = 1;   // kNoise: level k
   int codeBits = 10;        // kBitDepth…

@@ -20,12 +20,19 @@ bool Apply(const DamageOptions& options, const std::filesystem::path& file, std:
 }  // namespace
 
 int RunDamage(const DamageOptions& options) {
-  if (options.zeros.empty() && options.flips == 0 && !options.cut) return Fail(kUsage, "nothing to do: give --cut-at, --flip or --zero");
+  if (options.zeros.empty() && options.flips == 0 && !options.cut && !options.chunks.Any()) {
+    return Fail(kUsage, "nothing to do: give --cut-at, --flip or --zero, or damage for the chunks of a .qorix recording");
+  }
   std::error_code error;
   const uint64_t sizeBefore = std::filesystem::file_size(options.input, error);
   if (error) return Fail(kReadFailed, options.input.string() + ": " + error.message());
   PartFile file(options.output);
-  std::filesystem::copy_file(options.input, file.partPath(), std::filesystem::copy_options::overwrite_existing, error);
+  if (options.chunks.Any()) {
+    const std::string reason = CopyWithDamagedChunks(options.input, options.chunks, file.partPath());
+    if (!reason.empty()) return Fail(kReadFailed, reason);
+  } else {
+    std::filesystem::copy_file(options.input, file.partPath(), std::filesystem::copy_options::overwrite_existing, error);
+  }
   std::vector<uint64_t> flipped;
   if (error || !Apply(options, file.partPath(), &flipped) || !file.Commit()) {
     return Fail(kWriteFailed, options.output.string() + ": cannot be written");

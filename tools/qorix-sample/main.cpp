@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "parse.h"
+#include "qorix_options.h"
 
 namespace {
 
@@ -15,7 +16,10 @@ constexpr const char* kFooter =
     "Examples:\n"
     "  qorix-sample make clip.zip --size 3840x2160 --codec lj92 --fps 24000/1001 --drop 5,9\n"
     "  qorix-sample wrap mine.zip *.dng --fps 25 --sound take.wav\n"
-    "  qorix-sample damage clip.zip cut.zip --cut-at 60%";
+    "  qorix-sample damage clip.zip cut.zip --cut-at 60%\n"
+    "  qorix-sample make clip.qorix --packing rice --tone s24 --shading --drop 5,9\n"
+    "  qorix-sample damage clip.qorix bad.qorix --corrupt-slice 3,1 --drop-trailer\n"
+    "  qorix-sample describe clip.qorix";
 
 /// An option whose text goes through a parser of parse.h; `store` receives its value.
 template <typename Parser, typename Store>
@@ -101,7 +105,8 @@ void AddTagOptions(CLI::App* command, qx::SceneDngOptions* picture) {
 void AddMake(CLI::App& app, tool::MakeOptions* make) {
   CLI::App* command = app.add_subcommand("make", "write a recording of the synthetic scene");
   qx::ArchiveOptions* archive = &make->archive;
-  command->add_option("OUT", make->output, "file to write, ending in .zip")->required();
+  command->add_option("OUT", make->output, "file to write, ending in .zip or .qorix; options of one kind do nothing to the other")
+      ->required();
   command->add_option("--frames", archive->frames, "length of the clip in frames, dropped ones included")->capture_default_str();
   AddPictureOptions(command, &archive->picture);
   AddTagOptions(command, &archive->picture);
@@ -121,6 +126,7 @@ void AddMake(CLI::App& app, tool::MakeOptions* make) {
   AddSwitchOff(command, "--no-directory", "no central directory", &archive->recording.directory);
   addSlots("--corrupt", "frames that nothing can read", &archive->recording.corruptSlots);
   addSlots("--unindexed", "frames without an index row", &archive->recording.unindexedSlots);
+  tool::AddQorixMakeOptions(command, &make->qorix);
 }
 
 void AddWrap(CLI::App& app, tool::WrapOptions* wrap) {
@@ -139,6 +145,13 @@ void AddDamage(CLI::App& app, tool::DamageOptions* damage) {
   command->add_option("--seed", damage->seed, "seed of the random places")->capture_default_str();
   AddParsed(command, "--zero", "bytes to overwrite with zeros, the end not included; may be repeated", "BEGIN:END", tool::ParseRange,
             [=](auto range) { damage->zeros.push_back(range); });
+  tool::AddQorixDamageOptions(command, &damage->chunks);
+}
+
+void AddDescribe(CLI::App& app, tool::DescribeOptions* describe) {
+  CLI::App* command = app.add_subcommand("describe", "list the chunks of a .qorix recording");
+  command->add_option("FILE", describe->input, "file to read")->required()->check(CLI::ExistingFile);
+  command->add_flag("--totals", describe->totalsOnly, "only how many of each kind");
 }
 
 }  // namespace
@@ -150,9 +163,11 @@ int main(int argc, char** argv) {
   tool::MakeOptions make;
   tool::WrapOptions wrap;
   tool::DamageOptions damage;
+  tool::DescribeOptions describe;
   AddMake(app, &make);
   AddWrap(app, &wrap);
   AddDamage(app, &damage);
+  AddDescribe(app, &describe);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -160,5 +175,6 @@ int main(int argc, char** argv) {
   }
   if (app.got_subcommand("make")) return tool::RunMake(make);
   if (app.got_subcommand("wrap")) return tool::RunWrap(wrap);
+  if (app.got_subcommand("describe")) return tool::RunDescribe(describe);
   return tool::RunDamage(damage);
 }

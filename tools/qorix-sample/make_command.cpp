@@ -48,7 +48,8 @@ int Fail(ExitCode code, const std::string& text) {
 }
 
 int RunMake(const MakeOptions& options) {
-  if (options.output.extension() != ".zip") return Fail(kUsage, "the output's name must end in .zip");
+  if (options.output.extension() == ".qorix") return RunMakeQorix(options);
+  if (options.output.extension() != ".zip") return Fail(kUsage, "the output's name must end in .zip or .qorix");
   if (const std::string reason = qx::CheckArchive(options.archive); !reason.empty()) return Fail(kUsage, reason);
   qx::ArchiveOptions archive = options.archive;
   if (!AddSound(options.sound, archive.recording.name, &archive.members)) {
