@@ -26,8 +26,10 @@ MAY_INCLUDE = {
     "importer": {"importer", "ui", "pipeline", "develop", "qorix", "rawzip", "media", "platform", "base", "host"},
     "standin": {"standin", "host"},
     "samples": {"samples"},
-    "tools/qorix-host": {"standin", "host"},
-    "tools/qorix-sample": {"samples"},
+    "tools/common": {"tools"},
+    "tools/qorix-host": {"tools", "standin", "host"},
+    "tools/qorix-sample": {"tools", "samples"},
+    "tools/qorix-check": {"tools", "pipeline", "qorix", "rawzip", "media", "platform", "base"},
 }
 # Parts of pipeline/ that the dialog may see: the options, a library of their own.
 UI_PIPELINE_HEADERS = {"pipeline/develop_options.h"}

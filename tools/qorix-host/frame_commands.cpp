@@ -8,8 +8,8 @@
 #include "commands.h"
 #include "host/selectors.h"
 #include "picture.h"
-#include "progress.h"
 #include "standin/process.h"
+#include "tools/common/progress.h"
 
 namespace tool {
 
@@ -109,7 +109,7 @@ int RunFrames(const CommonOptions& common, const FramesOptions& options) {
   std::atomic<int64_t> next{first};
   const double start = NowMs();
   {
-    Progress progress("frames", end - first);
+    Progress progress("frames", size_t(end - first));
     std::vector<std::thread> threads;
     for (int i = 0; i < options.jobs; ++i) {
       threads.emplace_back([&] { DeliverFrames(session, options, pattern, &next, end, &outcome, &progress); });

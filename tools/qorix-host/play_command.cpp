@@ -5,7 +5,7 @@
 
 #include "commands.h"
 #include "host/selectors.h"
-#include "progress.h"
+#include "tools/common/progress.h"
 
 namespace tool {
 
@@ -37,7 +37,7 @@ int RunPlay(const CommonOptions& common, const PlayOptions& options) {
   DeliveryTimes times;
   int64_t late = 0, dropped = 0, failed = 0;
   {
-    Progress progress("playing", frames);
+    Progress progress("playing", size_t(frames));
     const double start = NowMs();
     for (int64_t frame = 0; frame < frames; ++frame) {
       progress.Step();

@@ -5,7 +5,7 @@
 
 #include "commands.h"
 #include "host/selectors.h"
-#include "progress.h"
+#include "tools/common/progress.h"
 
 namespace tool {
 
@@ -43,7 +43,7 @@ int RunScrub(const CommonOptions& common, const ScrubOptions& options) {
   int64_t failed = 0;
   const double start = NowMs();
   {
-    Progress progress("scrubbing", options.requests);
+    Progress progress("scrubbing", size_t(options.requests));
     for (int i = 0; i < options.requests; ++i) {
       request.frame = NextFrame(request.frame, session.facts.frames, &random);
       const double asked = NowMs();

@@ -4,7 +4,7 @@
 
 #include "commands.h"
 #include "part_file.h"
-#include "progress.h"
+#include "tools/common/progress.h"
 #include "samples/wrap_dng.h"
 
 namespace tool {

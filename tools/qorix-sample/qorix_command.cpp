@@ -7,7 +7,7 @@
 
 #include "commands.h"
 #include "part_file.h"
-#include "progress.h"
+#include "tools/common/progress.h"
 #include "samples/qorix_damage.h"
 
 namespace tool {
