@@ -163,8 +163,9 @@ bool QorixWriter::Finish() {
   uint64_t indexOffset = kQorixNowhere;
   if (options_.wholeIndex) {
     indexOffset = offset_;
-    const QorixFields head = QorixFields().U32(chunks_.size()).U16(options_.indexEntrySize).U16(0);
-    Put({.tag = QorixTag("QXPX"), .head = head.bytes(), .body = IndexEntries(0)}, {});
+    std::vector<uint8_t> entries = IndexEntries(0);
+    const QorixFields head = QorixFields().U32(entries.size() / options_.indexEntrySize).U16(options_.indexEntrySize).U16(0);
+    Put({.tag = QorixTag("QXPX"), .head = head.bytes(), .body = std::move(entries)}, {});
   }
   if (!options_.trailer) return ok_;
   constexpr size_t kTrailerBytes = 88;
@@ -222,10 +223,16 @@ bool QorixWriter::PutCopies() {
 
 bool QorixWriter::PutPeriodicIndex() {
   const uint64_t indexOffset = offset_;
+  std::vector<uint8_t> entries = IndexEntries(indexedChunks_);
   QorixFields head;
-  head.U64(lastIndexOffset_).U64(indexedTo_).U64(headerOffset_).U32(chunks_.size() - indexedChunks_).U16(options_.indexEntrySize).U16(0);
+  head.U64(lastIndexOffset_)
+      .U64(indexedTo_)
+      .U64(headerOffset_)
+      .U32(entries.size() / options_.indexEntrySize)
+      .U16(options_.indexEntrySize)
+      .U16(0);
   head.U32(frameCount_).U32(0);
-  Put({.tag = QorixTag("QXPI"), .seq = indexCount_, .head = head.bytes(), .body = IndexEntries(indexedChunks_)}, {});
+  Put({.tag = QorixTag("QXPI"), .seq = indexCount_, .head = head.bytes(), .body = std::move(entries)}, {});
   lastIndexOffset_ = indexOffset;
   indexedTo_ = offset_;
   indexedChunks_ = chunks_.size();
@@ -241,6 +248,7 @@ std::vector<uint8_t> QorixWriter::IndexEntries(size_t firstChunk) const {
   QorixFields entries;
   for (size_t i = firstChunk; i < chunks_.size(); ++i) {
     const QorixPlacedChunk& chunk = chunks_[i];
+    if (chunk.sessionId != options_.sessionId) continue;
     entries.U64(chunk.offset).U32(chunk.tag).U32(chunk.seq).U64(chunk.timestampNs).Zeros(options_.indexEntrySize - kLeastIndexEntry);
   }
   return entries.bytes();

@@ -147,7 +147,7 @@ class QorixWriter {
   bool WriteBlob(uint16_t kind, uint32_t seq, std::span<const uint8_t> payload, bool inHead = false);
   bool WriteSound(const QorixSoundChunk& sound);
   bool WriteMotion(uint32_t seq, uint64_t timestampNs, uint32_t count, std::span<const uint8_t> samples);
-  /// Any chunk; its session is filled in when it is 0.
+  /// Any chunk; its session is filled in when it is 0. Chunks of other sessions are in no index.
   bool WriteChunk(QorixChunk chunk);
 
   /// Writes the index of the whole file and the trailer, unless the options leave them out.

@@ -93,7 +93,7 @@ class Recorder {
   void WriteTables();
   void WriteBlobs();
   void WriteSlot(int64_t slot, const Picture& picture);
-  void WriteSideChunks(int64_t slot);
+  void WriteSideChunks(int64_t slot, uint32_t number);
   void WriteSoundUntil(uint64_t timeNs);
   void WriteSoundChunk(uint32_t chunk);
   std::shared_future<Picture> NextPicture(int64_t slot);
@@ -178,7 +178,7 @@ void Recorder::WriteSlot(int64_t slot, const Picture& picture) {
   if (IsOneOf(slot, options_.droppedSlots)) return;
   const uint32_t number = frameNumber_++;
   if (IsOneOf(slot, options_.lostSlots)) return writer_.CountLostFrame(number);
-  WriteSideChunks(slot);
+  WriteSideChunks(slot, number);
   if (!IsOneOf(slot, options_.stalledSlots) || frames_.empty()) frameTime_ = SlotTime(options_, slot);
   if (options_.frameItems) writer_.WriteFrameItems(number, SceneFrameItems(options_, slot));
   const size_t chunk = writer_.chunks().size();
@@ -192,7 +192,7 @@ void Recorder::WriteSlot(int64_t slot, const Picture& picture) {
   frames_.push_back({slot, number, frameTime_, chunk});
 }
 
-void Recorder::WriteSideChunks(int64_t slot) {
+void Recorder::WriteSideChunks(int64_t slot, uint32_t number) {
   const uint64_t timeNs = SlotTime(options_, slot);
   if (options_.motionEvery > 0 && slot % options_.motionEvery == 0) {
     QorixFields sample;
@@ -205,6 +205,11 @@ void Recorder::WriteSideChunks(int64_t slot) {
                         .timestampNs = timeNs,
                         .head = {1, 2, 3},
                         .body = QorixFields().Text("of a later version").bytes()});
+  }
+  if (options_.foreignEvery > 0 && slot % options_.foreignEvery == 0) {
+    QorixChunk foreign = FrameChunk(options_.format, {}, number, timeNs);
+    foreign.sessionId = ~options_.file.sessionId;
+    writer_.WriteChunk(std::move(foreign));
   }
 }
 

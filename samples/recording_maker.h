@@ -90,6 +90,7 @@ struct QorixRecordingOptions {
   QorixSoundOptions sound;
   int motionEvery = 0;   // a motion chunk before every n-th frame, 0: none
   int unknownEvery = 0;  // likewise a chunk of a kind nobody knows
+  int foreignEvery = 0;  // likewise a valid frame chunk of another session, with the same number
 };
 
 struct QorixRecordedFrame {

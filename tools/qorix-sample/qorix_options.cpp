@@ -109,6 +109,7 @@ void AddLayout(CLI::App* command, qx::QorixRecordingOptions* recording) {
   AddList(command, "--stall", "frames with the timestamp of the one before", &recording->stalledSlots);
   command->add_option("--motion-every", recording->motionEvery, "frames between motion chunks, 0: none")->capture_default_str();
   command->add_option("--unknown-every", recording->unknownEvery, "frames between chunks of an unknown kind")->capture_default_str();
+  command->add_option("--foreign-every", recording->foreignEvery, "frames between frame chunks of another session")->capture_default_str();
   command->add_flag("--hollow", recording->hollow, "slices are holes of a sparse file");
   command->add_option("--distinct", recording->distinctPictures, "the scene starts again after that many frames; 0: never")
       ->capture_default_str();
