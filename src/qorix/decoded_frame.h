@@ -65,7 +65,9 @@ struct DecodedFrame {
 
   GrowBuffer<uint16_t> samples;  // width × height
   GrowBuffer<uint8_t> sliceData;
+  std::vector<SliceScratch> scratch;  // one per decoding task
   int32_t badSlices = 0, substitutedSlices = 0, outsideSlices = 0;
+  double decodeMs = 0;  // spent in the last decode_slices
 };
 
 enum DecodeFlags : uint32_t { kDecodeUnmapped = 1, kDecodeSkipCrc = 2, kDecodeShiftOnly = 4 };
@@ -78,8 +80,9 @@ enum DecodeFlags : uint32_t { kDecodeUnmapped = 1, kDecodeSkipCrc = 2, kDecodeSh
 /// Reads the head of a frame chunk alone; false when it cannot be read.
 [[nodiscard]] bool ReadFrameHead(RecordingScan* scan, const ChunkRecord& chunk, FrameHead* head);
 
-/// Decodes slices firstSlice … lastSlice (inclusive) of `sliceData` into `out` (rows of the whole frame, `strideBytes` apart); bad ones are
-/// filled from `substitute` (same geometry) or with zeros. The number of bad slices; counts and statuses go into the frame.
+/// Decodes slices firstSlice … lastSlice (inclusive) of `sliceData` (slice 0 at its beginning) into `out` (rows of the whole frame,
+/// `strideBytes` apart); bad ones are filled from `substitute` (same geometry and stride, may be null) or with zeros. Good ones are mapped:
+/// shifted, or looked up in the table. The number of bad slices; counts, statuses and the time go into the frame.
 int32_t decode_slices(WorkerPool* pool, DecodedFrame* frame, Bytes sliceData, uint16_t* out, size_t strideBytes, int32_t firstSlice,
                       int32_t lastSlice, const uint16_t* substitute, uint32_t flags);
 

@@ -41,10 +41,14 @@ struct SliceJob {
 };
 void decode_slice_group(std::span<SliceJob> jobs, SliceScratch& scratch, size_t strideBytes);
 
+/// Makes `scratch` large enough for slices of that width, so that decoding them cannot run out of memory. False when memory is short.
+[[nodiscard]] bool ReserveSliceScratch(uint32_t width, SliceScratch& scratch);
+
 struct SliceVariant {
   const char* name;
   bool usable;
   bool (*decode)(Bytes bytes, const SliceFormat& format, SliceScratch& scratch, uint16_t* out, size_t strideBytes);
+  void (*decodeGroup)(std::span<SliceJob> jobs, SliceScratch& scratch, size_t strideBytes);  // as decode_slice_group
 };
 /// The first entry is the generic decoder; tests compare all usable ones.
 std::span<const SliceVariant> slice_variants();
