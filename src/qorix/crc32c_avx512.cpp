@@ -57,8 +57,8 @@ QX_TARGET_FOLD uint32_t Crc32cAvx512(uint32_t crc, const uint8_t* data, size_t l
   for (; length >= kRegisterBytes; data += kRegisterBytes, length -= kRegisterBytes) all = Fold<8 * kRegisterBytes>(all, Load(data));
 
   // What all was folded into is congruent to it: its CRC, from an empty register, is that of all.
-  alignas(kRegisterBytes) uint8_t congruent[kRegisterBytes];
-  _mm512_store_si512(congruent, all);
+  uint8_t congruent[kRegisterBytes];
+  _mm512_storeu_si512(congruent, all);
   constexpr uint32_t kEmptyRegister = ~uint32_t(0);
   return Crc32cSse42(Crc32cSse42(kEmptyRegister, congruent, sizeof congruent), data, length);
 }
