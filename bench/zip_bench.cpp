@@ -1,7 +1,7 @@
-// Opening an archive of 20,000 members: as a benchmark, and as a whole command to be timed beside other programs that list archives.
+// Listing an archive of 20,000 members: as a benchmark, and as a whole command to be timed beside other programs that list archives.
 //   zip_bench make FILE    writes such an archive
 //   zip_bench list FILE    opens it and prints the members' names
-//   zip_bench              Google Benchmark: opening alone, the file open and in the system's cache
+//   zip_bench              Google Benchmark: the same within one process, without the printing
 #include <benchmark/benchmark.h>
 
 #include <unistd.h>
@@ -34,32 +34,42 @@ bool MakeZip(const std::filesystem::path& path) {
   return writer.Finish() && stream.flush().good();
 }
 
+/// Opens the archive and sets `names` to its members' names, one a line.
+bool ReadNames(const File& file, std::string* names, Message message) {
+  ZipArchive archive;
+  if (zip_open(&archive, file, message) != 0) return false;
+  names->clear();
+  for (const ZipEntry& entry : archive.entries) names->append(entry.name).append("\n");
+  return true;
+}
+
 int ListZip(const char* path) {
   File file;
-  ZipArchive archive;
+  std::string names;
   MessageBuffer<256> message;
-  if (!file.Open(path) || zip_open(&archive, file, message) != 0) {
+  if (!file.Open(path) || !ReadNames(file, &names, message)) {
     std::fprintf(stderr, "zip_bench: %s: %s\n", path, file.isOpen() ? message.text() : "cannot be opened");
     return 2;
   }
-  std::string names;
-  for (const ZipEntry& entry : archive.entries) names.append(entry.name).append("\n");
-  std::fwrite(names.data(), 1, names.size(), stdout);
-  return 0;
+  return std::fwrite(names.data(), 1, names.size(), stdout) == names.size() ? 0 : 3;
 }
 
-void OpenZip(benchmark::State& state) {
+void OpenAndList(benchmark::State& state) {
   const std::filesystem::path path = std::filesystem::temp_directory_path() / ("zip_bench." + std::to_string(getpid()));
-  File file;
-  const bool opened = MakeZip(path) && file.Open(path);
-  std::filesystem::remove(path);
+  const bool made = MakeZip(path);
+  std::string names;
   for (auto _ : state) {
-    ZipArchive archive;
-    if (!opened || zip_open(&archive, file, {}) != 0 || archive.entries.size() != kMembers) return state.SkipWithError("not opened");
+    File file;
+    if (!made || !file.Open(path) || !ReadNames(file, &names, {})) {
+      state.SkipWithError("not opened");
+      break;
+    }
+    benchmark::DoNotOptimize(names.data());
   }
+  std::filesystem::remove(path);
   state.SetItemsProcessed(state.iterations() * kMembers);
 }
-BENCHMARK(OpenZip)->Name("zip_open/members:20000")->Unit(benchmark::kMillisecond);
+BENCHMARK(OpenAndList)->Name("open_and_list/members:20000")->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 
