@@ -51,6 +51,10 @@ class TableCache {
 [[nodiscard]] bool ComputeBinStarts(const TableParameters& parameters, std::vector<uint32_t>* binStarts, int32_t* bitDepth,
                                     Message message);
 
+/// Bits per code of the negative family: −p84 to the nearest integer. False with a message unless they are 1 … 16 and `white`, the largest
+/// linear value, is 0 … 65,535.
+[[nodiscard]] bool CheckBitDepth(const TableParameters& parameters, double white, int32_t* bitDepth, Message message);
+
 /// Conditional means of the positive family, unscaled, one per code. False when they cannot be computed. `pool` may be null.
 [[nodiscard]] bool ComputeConditionalMeans(const TableParameters& parameters, const std::vector<uint32_t>& binStarts, uint32_t white,
                                            WorkerPool* pool, std::vector<double>* means);
