@@ -1,11 +1,12 @@
 // Conditional means of decoding tables: 4,096 codes for 14- and 16-bit values, and a 16-bit table with a bin for each value. Milliseconds a
-// table, without a pool (the calling thread alone) and with one more thread.
+// table, without a pool (the calling thread alone) and with one more thread. Then the inner loop alone, 48 bins at a time, per variant.
 #include <benchmark/benchmark.h>
 
 #include <string>
 #include <vector>
 
 #include "qorix/decoding_table.h"
+#include "qorix/mean_kernels.h"
 
 namespace {
 
@@ -36,6 +37,17 @@ void Means(benchmark::State& state, const Case& table, int threads) {
   state.counters["codes"] = double(binStarts.size());
 }
 
+void Kernel(benchmark::State& state, qx::MeanKernel add) {
+  constexpr size_t kBins = 48;
+  std::vector<double> edges(kBins), cdf(kBins + 1), numerators(kBins), denominators(kBins);
+  for (size_t i = 0; i < kBins; ++i) edges[i] = double(i) - 24;
+  for (auto _ : state) {
+    add(edges.data(), kBins, {0.05, 0.25, 0.1}, cdf.data(), numerators.data(), denominators.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * int64_t(kBins));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -44,6 +56,9 @@ int main(int argc, char** argv) {
       const std::string name = std::string(table.name) + "/threads:" + std::to_string(threads);
       benchmark::RegisterBenchmark(name.c_str(), Means, table, threads)->Unit(benchmark::kMillisecond)->UseRealTime();
     }
+  }
+  for (const qx::MeanKernelVariant& variant : qx::mean_kernel_variants()) {
+    if (variant.usable) benchmark::RegisterBenchmark((std::string("bins/") + variant.name).c_str(), Kernel, variant.add);
   }
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
