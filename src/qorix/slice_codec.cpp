@@ -38,6 +38,23 @@ const SliceVariant& Selected() {
   return selected;
 }
 
+/// Of all cells; `skipZeroRice`: without those that say "zeros" for coder 1. Two at a time, in a loop that compilers vectorise.
+uint64_t SumOfCodes(const uint8_t* codes, uint64_t cells, bool skipZeroRice) {
+  constexpr uint64_t kBlock = 4096;  // bytes, whose sum fits 32 bits
+  const uint32_t skipped = skipZeroRice ? kZeroRiceCode : kZeroRiceCode + 1;
+  uint64_t total = cells % 2 == 0 || CellCode(codes, cells - 1) == skipped ? 0 : CellCode(codes, cells - 1);
+  for (uint64_t at = 0; at < cells / 2; at += kBlock) {
+    const uint64_t end = std::min(cells / 2, at + kBlock);
+    uint32_t sum = 0;
+    for (uint64_t i = at; i < end; ++i) {
+      const uint32_t low = codes[i] & 15, high = codes[i] >> 4;
+      sum += (low == skipped ? 0 : low) + (high == skipped ? 0 : high);
+    }
+    total += sum;
+  }
+  return total;
+}
+
 }  // namespace
 
 SliceCodes ReadSliceCodes(Bytes bytes, const SliceFormat& format) {
@@ -46,14 +63,8 @@ SliceCodes ReadSliceCodes(Bytes bytes, const SliceFormat& format) {
   result.dataBegin = (cells + 1) / 2;
   result.codes = bytes.data();
   result.complete = result.dataBegin <= bytes.size();
-  if (!result.complete) return result;
-  uint64_t sum = 0;
-  const bool zeroRiceCodes = format.coder == 1;
-  for (uint64_t cell = 0; cell < cells; ++cell) {
-    const uint32_t code = CellCode(result.codes, cell);
-    sum += zeroRiceCodes && code == kZeroRiceCode ? 0 : code;
-  }
-  if (format.coder == 0 || format.layout == SliceLayout::kTwoPart) result.fixedBytes = sum * FixedBytes(1);
+  const bool hasFixedData = format.coder == 0 || format.layout == SliceLayout::kTwoPart;
+  if (result.complete && hasFixedData) result.fixedBytes = FixedBytes(1) * SumOfCodes(bytes.data(), cells, format.coder == 1);
   return result;
 }
 
