@@ -27,32 +27,44 @@ bool IndexReader::IsUsable(const ChunkRecord& index) {
   return ParseIndexHead(index.tag, reader_.Head(index)).usable;
 }
 
-void IndexReader::Follow(const IndexEntry& entry) {
-  if (collector_.Find(entry.offset) != nullptr) return;
+const ChunkRecord* IndexReader::Follow(const IndexEntry& entry) {
+  if (const ChunkRecord* known = collector_.Find(entry.offset)) return known;
   const auto chunk = reader_.Validate(entry.offset, entry.tag);
   if (chunk && chunk->seq == entry.seq) {
     collector_.Add(*chunk);
-  } else {
-    reader_.scan().unverified.push_back(entry);
+    return collector_.Find(entry.offset);
   }
+  reader_.scan().unverified.push_back(entry);
+  return nullptr;
 }
 
-void IndexReader::Read(const ChunkRecord& index) {
+IndexReading IndexReader::Read(const ChunkRecord& index) {
   const IndexHead head = ParseIndexHead(index.tag, reader_.Head(index));
-  if (!head.usable || WasRead(index)) return;
+  if (!head.usable || WasRead(index)) return {};
   read_.Insert(index.offset, 0);
   const RecordingScan& scan = reader_.scan();
   const uint64_t bodyBytes = index.usedSize - index.headLength;
-  uint64_t left = std::min({uint64_t(head.entryCount), bodyBytes / head.entryBytes, entriesLeft_});
+  const uint64_t listed = std::min(uint64_t(head.entryCount), bodyBytes / head.entryBytes);
+  uint64_t left = std::min(listed, entriesLeft_);
   entriesLeft_ -= left;
+  IndexReading reading;
+  reading.holds = left == listed;
   uint64_t at = index.offset + index.headLength;
   while (left > 0) {
     const uint64_t count = std::min(left, kPieceBytes / head.entryBytes);
-    if (!scan.file->ReadExactly(at, piece_.data(), count * head.entryBytes)) return;
-    for (uint64_t i = 0; i < count; ++i) Follow(ParseEntry(piece_.data() + i * head.entryBytes));
+    if (!scan.file->ReadExactly(at, piece_.data(), count * head.entryBytes)) return {};
+    for (uint64_t i = 0; i < count; ++i) {
+      const ChunkRecord* chunk = Follow(ParseEntry(piece_.data() + i * head.entryBytes));
+      if (chunk == nullptr) {
+        reading.holds = false;
+      } else {
+        reading.listedEnd = std::max(reading.listedEnd, chunk->offset + chunk->totalSize);
+      }
+    }
     at += count * head.entryBytes;
     left -= count;
   }
+  return reading;
 }
 
 }  // namespace qx

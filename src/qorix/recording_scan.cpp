@@ -98,6 +98,9 @@ bool Scanner::ReadThroughTrailer(const ChunkRecord& trailer) {
   collector_.Add(trailer);
   collector_.Add(*index);
   indexes_.Read(*index);
+  // An entry that does not hold means damage or moved chunks: whatever else is still whole is found by walking, which skips from chunk to
+  // chunk and so stays cheap.
+  if (!scan_.unverified.empty()) WalkOutside({});
   return true;
 }
 
@@ -116,15 +119,16 @@ void Scanner::Recover() {
   ReadIndexesFound();
 }
 
-// Reads the index and those before it. Returns the parts of the file that they list, which need no walk.
+// Reads the index and those before it. Returns the parts of the file that they list, which need no walk: up to the last chunk listed, since
+// the index itself may have moved, and not at all when an entry does not hold, since chunks may have moved.
 std::vector<ByteRange> Scanner::FollowIndexChain(std::optional<ChunkRecord> index) {
   std::vector<ByteRange> indexed;
   while (index && indexes_.IsUsable(*index) && !indexes_.WasRead(*index)) {
     const HeadFields head = reader_.Head(*index);
     const uint64_t previous = head.U64(40, kNoOffset);
-    indexed.push_back({head.U64(48, 0), index->offset + index->totalSize});
     collector_.Add(*index);
-    indexes_.Read(*index);
+    const IndexReading reading = indexes_.Read(*index);
+    if (reading.holds) indexed.push_back({head.U64(48, 0), std::min(reading.listedEnd, index->offset + index->totalSize)});
     index = reader_.Validate(previous, kTagPeriodicIndex);
   }
   return indexed;

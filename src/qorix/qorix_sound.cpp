@@ -1,0 +1,160 @@
+#include "qorix/qorix_sound.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "base/checked.h"
+#include "base/grow_buffer.h"
+
+namespace qx {
+
+namespace {
+
+constexpr size_t kMostPairs = 8, kMostOddChunks = 16;
+constexpr size_t kNoteBytes = 160;
+
+// The head fields of a sound chunk, as its record keeps them.
+struct SoundChunk {
+  const ChunkRecord* record;
+  uint64_t firstSample() const { return record->extra0; }
+  uint32_t frames() const { return record->key1; }
+  uint32_t rate() const { return record->key2; }
+  uint16_t channels() const { return uint16_t(record->key3); }
+  uint8_t format() const { return uint8_t(record->key3 >> 16); }
+  uint64_t bodyBytes() const { return record->usedSize - record->headLength; }
+};
+
+SoundChunk ChunkAt(const RecordingScan& scan, size_t i) {
+  return {&scan.records[size_t(scan.sound[i].record)]};
+}
+
+uint32_t BytesPerSample(uint8_t format) {
+  return format == 1 ? 2 : format == 2 ? 3 : format == 3 || format == 4 ? 4 : 0;
+}
+
+void NotePair(QorixSoundInfo* info, const SoundChunk& chunk) {
+  const std::pair<uint8_t, uint32_t> pair(chunk.format(), chunk.rate());
+  auto& pairs = info->formatsAndRates;
+  if (pairs.size() < kMostPairs && std::find(pairs.begin(), pairs.end(), pair) == pairs.end()) pairs.push_back(pair);
+}
+
+void NoteLength(QorixSoundInfo* info, const SoundChunk& chunk) {
+  const uint64_t promised = uint64_t(chunk.frames()) * BytesPerSample(chunk.format()) * chunk.channels();
+  if (chunk.bodyBytes() == promised) return;
+  if (info->oddChunkSeqs.size() < kMostOddChunks) info->oddChunkSeqs.push_back(chunk.record->seq);
+  ++info->oddChunks;
+}
+
+void ReadItems(const RecordingScan& scan, QorixSoundInfo* info) {
+  if (const auto audio = recording_find_meta(scan, Item::AUDIO); audio && audio->size() >= 16) {
+    info->hasAudioItem = true;
+    info->clockSync = (*audio)[12];
+  }
+  if (const auto play = recording_find_meta(scan, Item::AUDIO_PLAY); play && play->size() >= 8) {
+    info->hasPlayItem = true;
+    info->recordedRate = LoadU32Le(play->data());
+    info->playbackRate = LoadU32Le(play->data() + 4);
+  }
+}
+
+void Summarise(const RecordingScan& scan, QorixSoundInfo* info) {
+  const SoundChunk first = ChunkAt(scan, 0), last = ChunkAt(scan, scan.sound.size() - 1);
+  info->present = scan.soundSummary.present;
+  info->format = first.format();
+  info->rate = first.rate();
+  info->channels = first.channels();
+  info->chunks = int32_t(scan.sound.size());
+  for (size_t i = 0; i < scan.sound.size(); ++i) {
+    const SoundChunk chunk = ChunkAt(scan, i);
+    NotePair(info, chunk);
+    NoteLength(info, chunk);
+    info->totalFrames += chunk.frames();
+  }
+  std::sort(info->formatsAndRates.begin(), info->formatsAndRates.end());
+  info->durationSeconds = double(info->totalFrames) / (info->rate < 2 ? 1 : info->rate);
+  const double start = double(scan.header.sensorStartNs);
+  info->startMs = (double(first.record->timestamp) - start) / 1e6;
+  const double lastNs = double(last.frames()) * 1e9 / std::max<uint32_t>(last.rate(), 1);
+  info->endMs = (double(last.record->timestamp) + lastNs - start) / 1e6;
+  info->deliveryRate = info->hasPlayItem && info->recordedRate == info->rate ? info->playbackRate : info->rate;
+}
+
+template <typename... Values>
+void SetNote(SoundPlacement* placement, const char* format, Values... values) {
+  char note[kNoteBytes];
+  Message(note, sizeof(note)).Set(format, values...);
+  placement->note = note;
+}
+
+// The sound clock and the sensor clock are the same unless the recording says otherwise; an offset outside a plausible window is not used.
+void Place(const RecordingScan& scan, const SourceTimeline& source, const QorixSoundInfo& info, bool stretched, SoundPlacement* placement) {
+  if (info.hasAudioItem && info.clockSync == 0) {
+    SetNote(placement, "%s", "ts of .qorix chunks: sound clock not synced (clockSync 0)");
+    return;
+  }
+  const double stretch = stretched ? source.captureFps / source.fps : 1;
+  const double soundNs = double(ChunkAt(scan, 0).record->timestamp);
+  const double frameNs = double(scan.records[size_t(scan.frames[0].record)].timestamp);
+  const double offset = stretch * (soundNs - frameNs) / 1e9;
+  const double window = std::max(stretch, 1.0);
+  if (offset >= -2 * window && offset <= 10 * window) {
+    placement->offsetSeconds = offset;
+    placement->source = SoundOffsetSource::kDurations;
+    SetNote(placement, "ts of the first .qorix chunk (%+.3f s)", offset);
+  } else {
+    SetNote(placement, "ts of the first .qorix chunk -> %.3f s — not trusted", offset);
+  }
+}
+
+}  // namespace
+
+void DescribeQorixSound(RecordingScan* scan, SourceTimeline* source, QorixSoundInfo* info) {
+  ReadItems(*scan, info);
+  if (scan->sound.empty()) return;
+  Summarise(*scan, info);
+  const ScanSound& summary = scan->soundSummary;
+  if (!summary.present) return;
+  const bool stretched = source->speedChanged && info->hasPlayItem && info->recordedRate == info->rate && info->playbackRate != 0;
+  SoundDescription& sound = source->sound;
+  sound.kind = SoundKind::kPcm;
+  sound.formatTag = summary.format == 4 ? 3 : 1;
+  sound.channels = summary.channels;
+  sound.sampleRate = int32_t(std::min<uint32_t>(stretched ? info->playbackRate : info->rate, INT32_MAX));
+  sound.bitsPerSample = int32_t(8 * summary.bytesPerSample);
+  sound.blockAlign = int32_t(summary.bytesPerFrame);
+  sound.sampleFrames = int64_t(std::min<uint64_t>(summary.totalFrames, INT64_MAX));
+  Place(*scan, *source, *info, stretched, &source->soundPlacement);
+}
+
+int64_t qorix_read_sound(RecordingScan* scan, uint64_t first, uint64_t count, uint8_t* buffer) {
+  const ScanSound& summary = scan->soundSummary;
+  if (!summary.present || first >= summary.totalFrames) return 0;
+  count = std::min(count, summary.totalFrames - first);
+  const uint64_t frameBytes = summary.bytesPerFrame;
+  std::memset(buffer, 0, size_t(count * frameBytes));
+  const uint64_t begin = first + summary.firstSample, end = begin + count;
+  const SoundChunk pattern = ChunkAt(*scan, 0);
+
+  size_t at = 0;
+  if (summary.monotonic && scan->sound.size() >= 2) {
+    const auto after = std::upper_bound(scan->sound.begin(), scan->sound.end(), begin, [&](uint64_t sample, const ChunkListEntry& entry) {
+      return sample < scan->records[size_t(entry.record)].extra0;
+    });
+    at = after == scan->sound.begin() ? 0 : size_t(after - scan->sound.begin()) - 1;
+  }
+  for (; at < scan->sound.size(); ++at) {
+    const SoundChunk chunk = ChunkAt(*scan, at);
+    if (summary.monotonic && chunk.firstSample() >= end) break;
+    if (chunk.rate() != pattern.rate() || chunk.channels() != pattern.channels() || chunk.format() != pattern.format()) continue;
+    const uint64_t frames = std::min<uint64_t>(chunk.frames(), chunk.bodyBytes() / frameBytes);
+    const uint64_t chunkEnd = CheckedAdd(chunk.firstSample(), frames).value_or(UINT64_MAX);
+    const uint64_t from = std::max(begin, chunk.firstSample()), to = std::min(end, chunkEnd);
+    if (from >= to) continue;
+    const uint64_t offset = chunk.record->offset + chunk.record->headLength + (from - chunk.firstSample()) * frameBytes;
+    if (!scan->file->ReadExactly(offset, buffer + (from - begin) * frameBytes, (to - from) * frameBytes)) return -1;
+  }
+  return int64_t(count);
+}
+
+}  // namespace qx

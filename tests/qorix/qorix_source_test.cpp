@@ -1,0 +1,169 @@
+#include "media/frame_timeline.h"
+#include "qorix/qorix_rates.h"
+#include "tests/qorix/recording_support.h"
+
+namespace qx {
+namespace {
+
+struct OpenSource {
+  explicit OpenSource(const TestRecording& recording) : file(recording.file) {
+    MessageBuffer<256> message;
+    EXPECT_EQ(qorix_source_open(&source, file, message), 0) << message.text();
+  }
+  MemorySource file;
+  SourceTimeline source;
+};
+
+TEST(QorixSource, PlacesFramesInSlotsOfTheirTimestamps) {
+  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
+    options.frames = 10;
+    options.droppedSlots = {3, 4};
+    options.stalledSlots = {7};
+  });
+  OpenSource open(recording);
+  FrameTimeline timeline;
+  MessageBuffer<128> message;
+  ASSERT_EQ(frame_timeline_build(&timeline, open.source, message), 0) << message.text();
+  EXPECT_EQ(timeline.length, 11);
+  std::vector<int32_t> shown;
+  for (const DisplaySlot& slot : timeline.map) shown.push_back(slot.frame);
+  EXPECT_EQ(shown, (std::vector<int32_t>{0, 1, 2, 2, 2, 3, 4, 5, 5, 6, 7}))
+      << "slots 3 and 4 repeat frame 2; the stalled frame moves on by one slot, the next one by the two periods since the last advance";
+  EXPECT_EQ(open.source.missingFrames, 3);
+  EXPECT_EQ(open.source.indexNote, ".qorix: 8 frames, timeline by sensor timestamps, slots by timestamp step (spec §6.4)");
+  EXPECT_EQ(open.source.numberingNote, ".qorix slots — sensor timestamp step, first 0");
+}
+
+TEST(QorixSource, RatesSpeedAndTimecode) {
+  struct Row {
+    uint32_t captureNumerator, captureDenominator, playbackNumerator, playbackDenominator;
+    double fps, captureFps;
+    bool changed;
+    int64_t timecodeStart;
+  };
+  for (const Row& row :
+       {Row{24, 1, 24, 1, 24, 24, false, 24 * 3600}, Row{120, 1, 30, 1, 30, 120, true, 30 * 3600},
+        Row{60, 2, 30, 1, 30, 30, false, 30 * 3600}, Row{30000, 1001, 30000, 1001, 30000 / 1001.0, 30000 / 1001.0, false, 30 * 3600},
+        Row{0, 1, 25, 1, 25, 25, false, 25 * 3600}, Row{24, 1, 0, 0, 30, 24, true, 30 * 3600}}) {
+    RecordingHeader header;
+    header.present = true;
+    header.captureNumerator = row.captureNumerator;
+    header.captureDenominator = row.captureDenominator;
+    header.playbackNumerator = row.playbackNumerator;
+    header.playbackDenominator = row.playbackDenominator;
+    const RecordingRates rates = RatesOf(header);
+    EXPECT_DOUBLE_EQ(rates.fps, row.fps);
+    EXPECT_DOUBLE_EQ(rates.captureFps, row.captureFps);
+    EXPECT_EQ(rates.speedChanged, row.changed) << row.captureNumerator << "/" << row.captureDenominator;
+    EXPECT_EQ(OneHourOfFrames(rates.fps), row.timecodeStart);
+  }
+}
+
+TEST(QorixSource, StretchesTimesOfSlowMotion) {
+  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
+    options.file.header.capture = {120, 1};
+    options.file.header.playback = {30, 1};
+    options.timecodeStart = 12345;
+  });
+  OpenSource open(recording);
+  EXPECT_TRUE(open.source.speedChanged);
+  EXPECT_EQ(open.source.timecodeStart, 12345);
+  EXPECT_NEAR(frame_time_seconds(open.source, 1), 1 / 30.0, 1e-6);
+  EXPECT_EQ(frame_number(open.source, 7), 7);
+}
+
+TEST(QorixSource, NamesItsLevel) {
+  struct Row {
+    float k;
+    int32_t level;
+    const char* name;
+  };
+  for (const Row& row :
+       {Row{0, 0, "Lossless"}, Row{-1, 0, "Lossless"}, Row{0.5f, 1, "HQ"}, Row{1, 2, "SQ"}, Row{2, 3, "LT"}, Row{0.75f, -1, ""}}) {
+    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
+      options.fillHeader = false;
+      options.file = Completed(options).file;
+      options.file.header.quantization = row.k;
+      options.frames = 1;
+    });
+    OpenSource open(recording);
+    EXPECT_EQ(open.source.qualityLevel, row.level) << row.k;
+    EXPECT_EQ(qorix_state(open.source).levelName, row.name);
+  }
+}
+
+TEST(QorixSource, CountsLostRepeatedAndTruncatedFrames) {
+  TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
+    options.lostSlots = {2};
+    options.repeatedSlots = {5};
+  });
+  {
+    OpenSource open(recording);
+    EXPECT_EQ(open.source.duplicates, 1);
+    EXPECT_EQ(qorix_state(open.source).framesTotal, 8);
+    EXPECT_EQ(qorix_state(open.source).framesLost, 1);
+    EXPECT_EQ(qorix_state(open.source).truncatedFrames, 0);
+  }
+  const QorixPlacedChunk& last = recording.contents.chunks[recording.contents.frames.back().chunk];
+  recording.file.resize(last.offset + last.totalSize - 64);
+  OpenSource open(recording);
+  EXPECT_EQ(qorix_state(open.source).truncatedFrames, 1);
+  EXPECT_EQ(qorix_state(open.source).scan.openState, OpenState::kRecovered);
+}
+
+TEST(QorixSource, DescribesAndReadsSound) {
+  for (const uint8_t format : {1, 2, 3, 4}) {
+    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
+      options.sound.format = format;
+      options.sound.chunkFrames = 1000;
+      options.sound.missingChunks = {3};
+      options.sound.firstSample = 500;
+    });
+    OpenSource open(recording);
+    const SoundDescription& sound = open.source.sound;
+    ASSERT_EQ(sound.kind, SoundKind::kPcm);
+    EXPECT_EQ(sound.channels, 2);
+    EXPECT_EQ(sound.sampleRate, 48000);
+    EXPECT_EQ(sound.bitsPerSample, format == 1 ? 16 : format == 2 ? 24 : 32);
+    EXPECT_EQ(sound.formatTag, format == 4 ? 3 : 1);
+    EXPECT_NEAR(open.source.soundPlacement.offsetSeconds, 0.01, 1e-3);
+    EXPECT_EQ(open.source.soundPlacement.note, "ts of the first .qorix chunk (+0.010 s)");
+
+    // Across the gap: the end of chunk 2, all of the missing chunk 3, the beginning of chunk 4.
+    const size_t frameBytes = size_t(sound.blockAlign);
+    std::vector<uint8_t> got(1200 * frameBytes, 0xFF);
+    ASSERT_EQ(qorix_read_sound(&qorix_state(open.source).scan, 2900, 1200, got.data()), 1200);
+    std::vector<uint8_t> expected(1200 * frameBytes, 0);
+    const std::vector<uint8_t> before = SoundBytes(recording.options.sound, 2900, 100),
+                               after = SoundBytes(recording.options.sound, 4000, 100);
+    std::copy(before.begin(), before.end(), expected.begin());
+    std::copy(after.begin(), after.end(), expected.end() - ptrdiff_t(after.size()));
+    EXPECT_EQ(got, expected) << "format " << int(format);
+  }
+}
+
+TEST(QorixSource, TrustsSoundOffsetsOnlyInTheWindow) {
+  struct Row {
+    double start;
+    uint8_t clockSync;
+    SoundOffsetSource source;
+    const char* note;
+  };
+  for (const Row& row : {Row{9.5, 1, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+9.500 s)"},
+                         Row{11, 1, SoundOffsetSource::kNone, "ts of the first .qorix chunk -> 11.000 s — not trusted"},
+                         Row{0.5, 0, SoundOffsetSource::kNone, "ts of .qorix chunks: sound clock not synced (clockSync 0)"}}) {
+    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
+      options.sound.format = 1;
+      options.sound.startSeconds = row.start;
+      options.sound.clockSync = row.clockSync;
+      options.frames = 360;
+      options.distinctPictures = 1;
+    });
+    OpenSource open(recording);
+    EXPECT_EQ(open.source.soundPlacement.source, row.source);
+    EXPECT_EQ(open.source.soundPlacement.note, row.note);
+  }
+}
+
+}  // namespace
+}  // namespace qx
