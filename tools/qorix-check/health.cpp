@@ -1,0 +1,159 @@
+#include "health.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <map>
+
+#include "media/frame_timeline.h"
+#include "pipeline/source_open.h"
+#include "qorix/qorix_source.h"
+#include "rawzip/archive_state.h"
+
+namespace tool {
+
+namespace {
+
+using namespace qx;
+
+std::string TagText(uint32_t tag) {
+  std::string text(4, ' ');
+  for (int i = 0; i < 4; ++i) text[size_t(i)] = char(tag >> (8 * i));
+  return text;
+}
+
+const char* ChunkName(uint32_t tag) {
+  switch (tag) {
+    case kTagHeader:
+      return "recording headers";
+    case kTagTable:
+      return "decoding tables";
+    case kTagFrame:
+      return "frames";
+    case kTagMetadata:
+      return "frame metadata";
+    case kTagBlob:
+      return "blobs";
+    case kTagSound:
+      return "sound";
+    case kTagMotion:
+      return "motion sensor";
+    case kTagPeriodicIndex:
+      return "periodic indexes";
+    case kTagWholeIndex:
+      return "index of the file";
+    case kTagTrailer:
+      return "trailer";
+    default:
+      return "unknown";
+  }
+}
+
+std::string SoundText(const SourceTimeline& source) {
+  const SoundDescription& sound = source.sound;
+  if (sound.kind == SoundKind::kNone) return "none";
+  std::string text = fmt::format("{} channels, {} Hz, {} bit, {} sample frames", sound.channels, sound.sampleRate, sound.bitsPerSample,
+                                 sound.sampleFrames);
+  if (!source.soundPlacement.note.empty()) text += "; " + source.soundPlacement.note;
+  return text;
+}
+
+void DescribeRecording(SourceTimeline& source, Health* health) {
+  QorixState& state = qorix_state(source);
+  const RecordingScan& scan = state.scan;
+  health->kind = ".qorix RAW" + (state.levelName.empty() ? "" : " " + state.levelName);
+  const bool throughIndex = scan.openState == OpenState::kWholeIndex;
+  health->openState = throughIndex ? "closed properly, opened through its index" : "not closed properly: found by searching the file";
+  std::map<uint32_t, uint64_t> counts;
+  for (const ChunkRecord& record : scan.records) ++counts[record.tag];
+  for (const auto& [tag, count] : counts) health->chunks.emplace_back(fmt::format("{} {}", TagText(tag), ChunkName(tag)), count);
+  for (const ByteRange& area : scan.damaged) health->damagedAreas.emplace_back(area.begin, area.end);
+  health->crcMismatches = scan.counters.crcMismatches;
+  health->foreignChunks = scan.counters.foreignChunks;
+  health->unverifiedEntries = scan.unverified.size();
+  health->lost = state.framesLost;
+  health->truncated = state.truncatedFrames;
+  health->repeated = source.duplicates;
+  health->soundFaults = uint64_t(state.soundInfo.oddChunks);
+  if (scan.sessionByVote) health->notes.push_back("no header or index names the session: the one with the most chunks was taken");
+  if (!scan.warning.empty()) health->notes.push_back(scan.warning);
+  if (!state.firstFrameMessage.empty()) health->notes.push_back(state.firstFrameMessage);
+  if (throughIndex && scan.unverified.empty() && scan.damaged.empty()) return;
+  health->reindex = fmt::format("a new index and trailer would list {} chunks with {} frames", scan.records.size(), scan.frames.size());
+}
+
+void DescribeArchive(SourceTimeline& source, Health* health) {
+  const ArchiveState& state = archive_state(source);
+  health->kind = "CinemaDNG RAW-ZIP";
+  health->openState = state.zip.recovered ? "no usable directory: rebuilt from the members themselves" : "directory whole";
+  std::map<std::string, uint64_t> counts;
+  for (const ZipEntry& entry : state.zip.entries) ++counts[zip_method_name(entry.method)];
+  for (const auto& [method, count] : counts) health->chunks.emplace_back("members, " + method, count);
+  if (state.zip.recovered && state.zip.directoryOffset < state.zip.fileSize) {
+    health->damagedAreas.emplace_back(state.zip.directoryOffset, state.zip.fileSize);
+  }
+  health->repeated = source.duplicates;
+  health->truncated = source.emptyFrames;
+  if (!source.openMessage.empty()) health->notes.push_back(source.openMessage);
+  if (!source.indexNote.empty()) health->notes.push_back(source.indexNote);
+  if (!source.numberingNote.empty()) health->notes.push_back(source.numberingNote);
+  if (source.indexState < 0) ++health->unverifiedEntries;
+  if (state.zip.recovered)
+    health->reindex = fmt::format("a new directory would list {} members with {} frames", state.zip.entries.size(), source.frames.size());
+}
+
+void DecodeFrames(FrameSource* frames, bool isQorix, const HealthProgress& progress, Health* health) {
+  RawFrame raw;
+  const int32_t count = frames->FrameCount();
+  for (int32_t i = 0; i < count; ++i) {
+    FrameFault fault{.frame = i};
+    if (frames->ReadFrame(i, &raw, kReadUnpacked) != 0) fault.message = frames->LastMessage();
+    if (isQorix) {
+      const QorixReadStats stats = qorix_read_stats(*frames);
+      fault.badSlices = stats.badSlices;
+      fault.substitutedSlices = stats.substitutedSlices;
+    }
+    if (fault.badSlices > 0 || !fault.message.empty()) health->frameFaults.push_back(fault);
+    ++health->framesChecked;
+    progress(size_t(i) + 1, size_t(count));
+  }
+}
+
+}  // namespace
+
+Verdict Health::verdict() const {
+  if (!reason.empty() ||
+      (framesChecked > 0 && framesChecked == int64_t(std::count_if(frameFaults.begin(), frameFaults.end(),
+                                                                   [](const FrameFault& f) { return !f.message.empty(); })))) {
+    return Verdict::kUnreadable;
+  }
+  const bool whole = reindex.empty() && damagedAreas.empty() && frameFaults.empty() && crcMismatches == 0 && unverifiedEntries == 0 &&
+                     lost == 0 && truncated == 0 && repeated == 0 && soundFaults == 0;
+  return whole ? Verdict::kWhole : Verdict::kDamaged;
+}
+
+Health CheckHealth(const ByteSource& file, bool decode, const HealthProgress& progress) {
+  Health health;
+  SourceTimeline source;
+  MessageBuffer<512> message;
+  FrameTimeline timeline;
+  FrameSourcePtr frames;
+  if (source_timeline_open(&source, file, message) != 0 || frame_timeline_build(&timeline, source, message) != 0) {
+    health.reason = message.text();
+    return health;
+  }
+  const bool isQorix = source.kind == ContainerKind::kQorix;
+  isQorix ? DescribeRecording(source, &health) : DescribeArchive(source, &health);
+  health.frames = int64_t(source.frames.size());
+  health.slots = timeline.length;
+  health.missing = source.missingFrames;
+  health.sound = SoundText(source);
+  if (frame_source_open(&frames, file, message) != 0) {
+    health.reason = message.text();
+    return health;
+  }
+  if (decode) DecodeFrames(frames.get(), isQorix, progress, &health);
+  return health;
+}
+
+}  // namespace tool

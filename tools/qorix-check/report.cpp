@@ -1,0 +1,120 @@
+#include "report.h"
+
+#include <fmt/core.h>
+
+#include <nlohmann/json.hpp>
+
+namespace tool {
+
+namespace {
+
+constexpr size_t kMostLines = 8;
+
+const char* VerdictText(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kWhole:
+      return "whole";
+    case Verdict::kDamaged:
+      return "damaged, but readable";
+    default:
+      return "unreadable";
+  }
+}
+
+const char* VerdictWord(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kWhole:
+      return "whole";
+    case Verdict::kDamaged:
+      return "damaged";
+    default:
+      return "unreadable";
+  }
+}
+
+void Line(std::string* text, const char* name, const std::string& value) {
+  *text += fmt::format("  {:<16} {}\n", name, value);
+}
+
+// Cuts a list to what fits a screen.
+template <typename List, typename ToText>
+void Lines(std::string* text, const char* name, const List& list, ToText&& toText) {
+  for (size_t i = 0; i < list.size() && i < kMostLines; ++i) Line(text, i == 0 ? name : "", toText(list[i]));
+  if (list.size() > kMostLines) Line(text, "", fmt::format("… and {} more (all of them with --json)", list.size() - kMostLines));
+}
+
+std::string FaultText(const FrameFault& fault) {
+  if (!fault.message.empty()) return fmt::format("frame {}: {}", fault.frame, fault.message);
+  return fmt::format("frame {}: {} bad slices, {} of them filled from an earlier frame", fault.frame, fault.badSlices,
+                     fault.substitutedSlices);
+}
+
+std::string FramesText(const Health& health) {
+  std::string text = fmt::format("{} on {} positions", health.frames, health.slots);
+  const auto add = [&](int64_t count, const char* what) {
+    if (count > 0) text += fmt::format(", {} {}", count, what);
+  };
+  add(health.missing, "never recorded");
+  add(health.lost, "lost");
+  add(health.truncated, "cut off");
+  add(health.repeated, "repeated");
+  return text;
+}
+
+}  // namespace
+
+std::string HealthText(const std::string& path, const Health& health) {
+  std::string text = fmt::format("{}: {}\n", path, VerdictText(health.verdict()));
+  if (!health.kind.empty()) Line(&text, "kind", health.kind);
+  if (!health.reason.empty()) {
+    Line(&text, "reason", health.reason);
+    return text;
+  }
+  Line(&text, "state", health.openState);
+  Line(&text, "frames", FramesText(health));
+  Line(&text, "sound", health.sound + (health.soundFaults > 0 ? fmt::format("; {} faulty chunks", health.soundFaults) : ""));
+  Lines(&text, "contents", health.chunks, [](const auto& chunk) { return fmt::format("{:>8}  {}", chunk.second, chunk.first); });
+  Lines(&text, "damaged areas", health.damagedAreas,
+        [](const auto& area) { return fmt::format("{} … {} ({} bytes)", area.first, area.second, area.second - area.first); });
+  if (health.crcMismatches > 0) Line(&text, "wrong checksums", fmt::format("{} chunks", health.crcMismatches));
+  if (health.foreignChunks > 0) Line(&text, "other recording", fmt::format("{} chunks of another session", health.foreignChunks));
+  if (health.unverifiedEntries > 0) Line(&text, "index", fmt::format("{} entries do not hold", health.unverifiedEntries));
+  if (health.framesChecked > 0) {
+    Line(&text, "decoded", fmt::format("{} frames, {} with faults", health.framesChecked, health.frameFaults.size()));
+    Lines(&text, "faults", health.frameFaults, FaultText);
+  }
+  Lines(&text, "notes", health.notes, [](const std::string& note) { return note; });
+  if (!health.reindex.empty()) Line(&text, "re-index", health.reindex);
+  return text;
+}
+
+std::string HealthJson(const std::string& path, const Health& health) {
+  nlohmann::ordered_json json;
+  json["file"] = path;
+  json["verdict"] = VerdictWord(health.verdict());
+  json["kind"] = health.kind;
+  json["reason"] = health.reason;
+  json["state"] = health.openState;
+  json["frames"] = {{"count", health.frames},     {"positions", health.slots},   {"neverRecorded", health.missing}, {"lost", health.lost},
+                    {"cutOff", health.truncated}, {"repeated", health.repeated}, {"decoded", health.framesChecked}};
+  json["contents"] = nlohmann::ordered_json::object();
+  for (const auto& [name, count] : health.chunks) json["contents"][name] = count;
+  json["damagedAreas"] = nlohmann::json::array();
+  for (const auto& [begin, end] : health.damagedAreas) json["damagedAreas"].push_back({begin, end});
+  json["crcMismatches"] = health.crcMismatches;
+  json["foreignChunks"] = health.foreignChunks;
+  json["unverifiedIndexEntries"] = health.unverifiedEntries;
+  json["frameFaults"] = nlohmann::json::array();
+  for (const FrameFault& fault : health.frameFaults) {
+    json["frameFaults"].push_back({{"frame", fault.frame},
+                                   {"badSlices", fault.badSlices},
+                                   {"substitutedSlices", fault.substitutedSlices},
+                                   {"message", fault.message}});
+  }
+  json["sound"] = {{"description", health.sound}, {"faultyChunks", health.soundFaults}};
+  json["notes"] = health.notes;
+  json["reindex"] = health.reindex;
+  return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace tool
