@@ -127,6 +127,22 @@ void ChunkSearch::Walk(uint64_t begin, uint64_t end) {
   }
 }
 
+uint64_t ChunkSearch::WalkWhole(uint64_t begin) {
+  RecordingScan& scan = reader_.scan();
+  uint64_t at = begin;
+  while (RangeFits(at, kChunkHeaderBytes, scan.fileSize)) {
+    const ScanCounters before = scan.counters;
+    const auto chunk = reader_.Validate(at);
+    if (!chunk) {
+      scan.counters = before;  // whoever goes on from here meets the place again, and counts it
+      break;
+    }
+    collector_.Add(*chunk);
+    at += chunk->totalSize;
+  }
+  return at;
+}
+
 std::optional<uint32_t> ChunkSearch::VoteForSession() {
   SessionVotes votes;
   VisitCandidates(0, reader_.scan().fileSize, [&](uint64_t offset) {

@@ -22,6 +22,8 @@ class ChunkSearch {
   /// Adds the chunks in [begin, end), each found where the one before it ends. Where there is none, Next() finds the place to go on, and
   /// what lies before that becomes a damaged area. `begin` is a multiple of 8.
   void Walk(uint64_t begin, uint64_t end);
+  /// The same up to the first place where no chunk is found, which is returned.
+  uint64_t WalkWhole(uint64_t begin);
 
   /// The session of most of the first 1,000 valid chunks, the first seen of equals; at most 64 sessions count. The scan's session must not
   /// be known yet.

@@ -50,7 +50,7 @@ class Scanner {
   bool ReadThroughTrailer(const ChunkRecord& trailer);
   void Recover();
   std::vector<ByteRange> FollowIndexChain(std::optional<ChunkRecord> index);
-  void WalkOutside(std::vector<ByteRange> indexed);
+  void WalkOutside(uint64_t from, std::vector<ByteRange> indexed);
   void ReadIndexesFound();
   void DropRepeatedEntries();
 
@@ -100,13 +100,16 @@ bool Scanner::ReadThroughTrailer(const ChunkRecord& trailer) {
   indexes_.Read(*index);
   // An entry that does not hold means damage or moved chunks: whatever else is still whole is found by walking, which skips from chunk to
   // chunk and so stays cheap.
-  if (!scan_.unverified.empty()) WalkOutside({});
+  if (!scan_.unverified.empty()) WalkOutside(0, {});
   return true;
 }
 
 void Scanner::Recover() {
   scan_.openState = OpenState::kRecovered;
-  auto lastIndex = LastNamingItsHeader(kTagPeriodicIndex, 0);
+  // A recording that merely was not closed is whole up to its end: walking it costs a read a chunk, where searching it backwards for an
+  // index would read all of it.
+  const uint64_t whole = scan_.sessionKnown ? search_.WalkWhole(0) : 0;
+  auto lastIndex = LastNamingItsHeader(kTagPeriodicIndex, whole);
   if (!scan_.sessionKnown) {
     if (const auto winner = search_.VoteForSession()) {
       scan_.sessionKnown = true;
@@ -115,7 +118,7 @@ void Scanner::Recover() {
       lastIndex = search_.Last(kTagPeriodicIndex, 0);
     }
   }
-  WalkOutside(FollowIndexChain(lastIndex));
+  WalkOutside(whole, FollowIndexChain(lastIndex));
   ReadIndexesFound();
 }
 
@@ -134,11 +137,11 @@ std::vector<ByteRange> Scanner::FollowIndexChain(std::optional<ChunkRecord> inde
   return indexed;
 }
 
-void Scanner::WalkOutside(std::vector<ByteRange> indexed) {
+void Scanner::WalkOutside(uint64_t from, std::vector<ByteRange> indexed) {
   // A range that ends before it begins lists nothing; walking up to its beginning would only walk twice.
   std::erase_if(indexed, [](const ByteRange& range) { return range.begin >= range.end; });
   std::ranges::sort(indexed, {}, [](const ByteRange& range) { return std::pair(range.begin, range.end); });
-  uint64_t at = 0;
+  uint64_t at = from;
   for (const ByteRange& range : indexed) {
     search_.Walk(at, range.begin);
     at = std::max(at, range.end);

@@ -295,6 +295,7 @@ TEST(RecordingScan, UnusableWholeIndexLeavesTheRestToTheWalk) {
 TEST(RecordingScan, PeriodicIndexesSpareTheWalkWhatTheyCover) {
   ChunkFile file;
   const uint64_t header = file.Add(HeaderChunk());
+  file.AddGarbage(8);         // ends the walk from the beginning, which needs no index
   file.Add(FrameChunkOf(1));  // not listed though before a listed one: not found
   const uint64_t first = file.Add(FrameChunkOf(0));
   const uint64_t index1 = file.Add(PeriodicIndex({.coveredFrom = 0}, {{header, kTagHeader, 0}, {first, kTagFrame, 0}}));
