@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Develops recordings through the plug-in and leaves pictures in out/.  usage: tools/demo.sh BUILD_DIR [FILE…]
-# Without files: the recordings of demo/ and a synthetic 4K clip. Fails when anything failed or the plug-in left something behind.
+# Without files: the recordings of demo/, a synthetic 4K clip and a synthetic .qorix recording. Fails when anything failed or the plug-in left something behind.
 set -uo pipefail
 [ $# -ge 1 ] || { echo "usage: tools/demo.sh BUILD_DIR [FILE…]" >&2; exit 1; }
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -55,7 +55,10 @@ if [ ${#files[@]} -eq 0 ]; then
   synthetic=$out/synthetic_4k.zip
   "$build/qorix-sample" make "$synthetic" --frames 24 --size 3840x2160 --codec lj92 --fps 24000/1001 --drop 9 --gain-map --exposure -1 ||
     failed "making the synthetic clip"
-  files=("$root"/demo/*.zip "$synthetic")
+  recording=$out/recording.qorix
+  "$build/qorix-sample" make "$recording" --frames 24 --size 1920x1080 --fps 24000/1001 --drop 9 --gain-map --exposure -1 ||
+    failed "making the synthetic recording"
+  files=("$root"/demo/*.zip "$synthetic" "$recording")
 fi
 
 # The default is a log curve for grading, which looks pale on a screen.
