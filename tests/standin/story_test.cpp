@@ -3,6 +3,7 @@
 #include "host/pixel_formats.h"
 #include "host/selectors.h"
 #include "host/suites.h"
+#include "samples/recording_maker.h"
 #include "standin/frame_image.h"
 #include "standin/guarded.h"
 #include "standin/host_memory.h"
@@ -286,6 +287,48 @@ TEST(Story, DamagedFramesShowTheirNeighbour) {
     clip.reset();
     ExpectClean(std::move(plugin));
   });
+}
+
+TEST(Story, OpensRecordingsOfTheOtherKind) {
+  const std::string path = testing::TempDir() + "qx_story_" + std::to_string(getpid()) + ".qorix";
+  {
+    qx::QorixRecordingOptions options;
+    options.format.width = 64;
+    options.format.height = 48;
+    options.frames = 6;
+    options.droppedSlots = {3};
+    options.timecodeStart = 2 * 3600 * 24 + 5;
+    options.file.header.playback = options.file.header.capture = {24, 1};
+    std::ofstream out(path, std::ios::binary);
+    ASSERT_TRUE(qx::MakeRecording(options, qx::QorixSinkTo(&out)));
+  }
+  const std::string log = testing::TempDir() + "qx_story_recording.log";
+  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
+    auto plugin = LoadPlugin();
+    int32_t result = 0;
+    EXPECT_EQ(HostClip::Open(*plugin, path, host::kFileTypeRawZip, &result), nullptr) << "announced as an archive";
+    EXPECT_EQ(result, host::imBadFile);
+    auto clip = OpenClip(*plugin, path);
+    EXPECT_EQ(clip->Describe().frames, 6);
+    EXPECT_EQ(clip->Describe().timecode, "02:00:00:05");
+    std::vector<RgbImage> images;
+    for (int64_t number = 0; number < 6; ++number) {
+      const HostFrame frame = clip->GetFrame(RequestFor(number, host::kBgra8), &result);
+      ASSERT_TRUE(bool(frame)) << number;
+      images.push_back(ImageOfFrame(ViewFrame(frame.get())));
+    }
+    EXPECT_EQ(LargestDifference(images[3], images[2]), 0) << "the dropped slot repeats the frame before";
+    EXPECT_GT(LargestDifference(images[4], images[2]), 0);
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
+  const std::vector<std::string> lines = TakeLog(log);
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+    return line == "open " + path +
+                       ": 64x48 (half 0x0, quarter 0x0), 6 frames, 24/1 fps, audio 0 (0 ch, 0 Hz, 0), tc 02:00:00:05, "
+                       ".qorix RAW Lossless; curve 2, lut off, ev 0.00";
+  }));
+  std::remove(path.c_str());
 }
 
 TEST(Story, UnknownSelectorsAnswerUnsupported) {
