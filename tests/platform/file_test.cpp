@@ -1,0 +1,59 @@
+#include "platform/file.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <utility>
+
+#include "platform/path.h"
+
+namespace qx {
+namespace {
+
+std::filesystem::path WriteTemporary(const std::string& content) {
+  const std::filesystem::path path = PathFromUtf16(u"/tmp/qx_file_test_\u00E9\u6620.bin");
+  std::ofstream(path, std::ios::binary) << content;
+  return path;
+}
+
+TEST(File, ReadsAtPositionsUpToTheEnd) {
+  const std::filesystem::path path = WriteTemporary("0123456789");
+  File file;
+  ASSERT_TRUE(file.Open(path));
+  EXPECT_EQ(file.size(), 10u);
+  char out[8] = {};
+  EXPECT_EQ(file.ReadAt(4, out, 3), 3u);
+  EXPECT_EQ(std::string(out, 3), "456");
+  EXPECT_EQ(file.ReadAt(8, out, 8), 2u);
+  EXPECT_EQ(file.ReadAt(10, out, 1), 0u);
+  EXPECT_EQ(file.ReadAt(uint64_t(1) << 40, out, 1), 0u);
+  File moved = std::move(file);
+  EXPECT_TRUE(moved.ReadExactly(0, out, 8));
+  moved.Close();
+  EXPECT_FALSE(moved.isOpen());
+  EXPECT_EQ(moved.nativeHandle(), File::kInvalidHandle);
+  std::filesystem::remove(path);
+}
+
+TEST(File, OpensNeitherFoldersNorWhatIsNotThere) {
+  File file;
+  EXPECT_FALSE(file.Open("/tmp"));
+  EXPECT_FALSE(file.Open("/tmp/qx_file_test_none"));
+  EXPECT_FALSE(file.isOpen());
+}
+
+TEST(FileState, ChangesWithSizeAndTime) {
+  const std::filesystem::path path = WriteTemporary("one");
+  FileState before, after;
+  ASSERT_TRUE(ReadFileState(path, &before));
+  EXPECT_EQ(before.size, 3u);
+  std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + std::chrono::seconds(2));
+  ASSERT_TRUE(ReadFileState(path, &after));
+  EXPECT_EQ(after.lastWriteTime - before.lastWriteTime, 20000000u) << "in units of 100 ns";
+  std::filesystem::remove(path);
+  EXPECT_FALSE(ReadFileState(path, &after));
+}
+
+}  // namespace
+}  // namespace qx
