@@ -4,8 +4,8 @@
 
 #include "commands.h"
 #include "part_file.h"
-#include "tools/common/progress.h"
 #include "samples/wrap_dng.h"
+#include "tools/common/progress.h"
 
 namespace tool {
 

@@ -7,8 +7,8 @@
 
 #include "commands.h"
 #include "part_file.h"
-#include "tools/common/progress.h"
 #include "samples/qorix_damage.h"
+#include "tools/common/progress.h"
 
 namespace tool {
 
