@@ -172,9 +172,9 @@ int build_frame_tags(RecordingScan* scan, CameraModules* modules, DecodedFrame* 
     return 0;
   }
   const FieldGeometry field = ComputeFieldGeometry(inputs);
-  const FrameLevels levels = ComputeFrameLevels(inputs);
   frame->fieldIsCropped = field.fieldIsCropped();
   try {
+    const FrameLevels levels = ComputeFrameLevels(inputs);
     TiffBlock block;
     AddStructure(frame->head, levels.bitsPerSample, &block);
     AddNames(inputs, &block);

@@ -142,13 +142,19 @@ void AddDegrees(TiffBlock* block, uint16_t tag, double degrees) {
 
 CalendarTime ToCalendarTime(int64_t nanoseconds) {
   using namespace std::chrono;
-  const sys_time<std::chrono::nanoseconds> time{std::chrono::nanoseconds(nanoseconds)};
+  // Whole seconds first: the start of the earliest day cannot be told in nanoseconds.
+  const int64_t fraction = (nanoseconds % kSecondNs + kSecondNs) % kSecondNs;
+  const sys_seconds time{seconds(nanoseconds / kSecondNs - (nanoseconds % kSecondNs < 0 ? 1 : 0))};
   const auto day = floor<days>(time);
   const year_month_day date(day);
   const hh_mm_ss clock(time - day);
-  return {int(date.year()),           int(unsigned(date.month())),  int(unsigned(date.day())),
-          int(clock.hours().count()), int(clock.minutes().count()), int(clock.seconds().count()),
-          clock.subseconds().count()};
+  return {int(date.year()),
+          int(unsigned(date.month())),
+          int(unsigned(date.day())),
+          int(clock.hours().count()),
+          int(clock.minutes().count()),
+          int(clock.seconds().count()),
+          fraction};
 }
 
 void AddExifTags(const TagInputs& inputs, TiffBlock* block) {

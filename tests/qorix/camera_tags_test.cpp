@@ -1,267 +1,318 @@
-// Camera data of recordings, as the parser sees it.
-#include <array>
-#include <map>
+// Levels, areas, colour and names of a frame; lens_tags_test.cpp has the opcode lists, exif_tags_test.cpp times and places.
+#include <gtest/gtest.h>
 
-#include "media/dng_parser.h"
-#include "qorix/exif_tags.h"
-#include "qorix/tag_inputs.h"
-#include "tests/qorix/recording_support.h"
+#include <array>
+#include <numeric>
+
+#include "tests/qorix/tagged_frame.h"
 
 namespace qx {
 namespace {
 
-struct FirstFrame {
-  explicit FirstFrame(const TestRecording& recording, int32_t index = 0) : file(recording.file) {
-    MessageBuffer<256> message;
-    EXPECT_EQ(recording_scan(&scan, file, message), 0);
-    EXPECT_EQ(frame_setup(&scan, index, &tables, &modules, nullptr, &frame), 0);
-  }
-  const DngInfo& dng() const { return frame.dng; }
-  MemorySource file;
-  RecordingScan scan;
-  TableCache tables;
-  CameraModules modules;
-  DecodedFrame frame;
-};
-
-TEST(CameraTags, PatternFollowsTheFramesOrigin) {
-  constexpr std::array<uint8_t, 4> kPatterns[] = {{0, 1, 1, 2}, {1, 0, 2, 1}, {1, 2, 0, 1}, {2, 1, 1, 0}};
+TEST(CameraTags, PatternAndBlackLevelsFollowTheOrigin) {
+  constexpr std::string_view kPatterns[4] = {"RGGB", "GRBG", "GBRG", "BGGR"};
   for (uint8_t code = 0; code < 4; ++code) {
-    for (uint16_t left : {0, 5}) {
-      for (uint16_t top : {0, 3}) {
-        const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
-          options.file.header.cfaCode = code;
-          options.format.left = left;
-          options.format.top = top;
-          options.frames = 1;
-        });
-        const FirstFrame first(recording);
-        ASSERT_TRUE(first.frame.hasTags) << first.frame.message.text();
-        std::array<uint8_t, 4> expected;  // the sensor's pattern, read from the frame's corner
-        for (int row = 0; row < 2; ++row) {
-          for (int col = 0; col < 2; ++col)
-            expected[size_t(2 * row + col)] = kPatterns[code][size_t(2 * ((row + top) & 1) + ((col + left) & 1))];
-        }
-        EXPECT_EQ(first.dng().cfa, expected) << int(code) << " at " << left << "," << top;
+    for (int origin = 0; origin < 4; ++origin) {
+      const int left = origin & 1, top = origin >> 1;
+      Shot shot;
+      shot.file.header.cfaCode = code;
+      shot.file.header.black = {10, 20, 30, 40};
+      shot.format.left = uint16_t(6 + left);
+      shot.format.top = uint16_t(2 + top);
+      const TaggedFrame tagged(shot);
+      ASSERT_TRUE(tagged.frame.hasTags) << tagged.frame.message.text();
+      for (int position = 0; position < 4; ++position) {
+        const int row = (position / 2 + top) % 2, column = (position % 2 + left) % 2;  // on the sensor
+        const size_t color = std::string_view("RGB").find(kPatterns[code][size_t(2 * row + column)]);
+        EXPECT_EQ(tagged.dng().cfa[size_t(position)], color) << int(code) << ' ' << origin;
+        EXPECT_EQ(tagged.dng().black[size_t(position)], float(10 + 10 * (2 * row + column))) << int(code) << ' ' << origin;
       }
     }
   }
 }
 
-TEST(CameraTags, LevelsFollowDynamicItemsAndTables) {
-  // 12 bits: black 64, white 4095.
-  struct Row {
-    double factor;  // of the dynamic levels
-    double black, white;
+TEST(CameraTags, LevelsOfTheFrameReplaceTheStaticOnes) {
+  struct Case {
+    const char* what;
+    int32_t black;
+    uint32_t white;
+    float dynamicBlack;  // negative: no item
+    int32_t dynamicWhite;
+    float expectedBlack, expectedWhite;
   };
-  for (const Row& row : {Row{0, 64, 4095}, Row{16, 1024, 65520}, Row{4.1, 262.4, 16380}}) {
-    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
-      options.dynamicLevels = row.factor;
-      options.frames = 1;
-    });
-    const FirstFrame first(recording);
-    EXPECT_NEAR(first.dng().black[0], row.black, 0.01) << row.factor;
-    if (row.factor == 0) {
-      EXPECT_EQ(first.dng().white, row.white);
-      EXPECT_EQ(first.dng().bitsPerSample, 12u);
-      ASSERT_EQ(first.dng().linearization.size(), 4096u) << "a declared RAW depth comes with the identity";
-      EXPECT_EQ(first.dng().linearization[4095], 4095);
+  for (const Case& c : std::initializer_list<Case>{
+           {"static", 64, 1023, -1, 0, 64, 1023},
+           {"no static white", 64, 0, -1, 0, 64, 1023},
+           {"white alone", 64, 1023, -1, 900, 64, 900},
+           {"as the static ones", 64, 1023, 64.25f, 0, 64.25f, 1023},
+           {"2 times", 64, 1023, 128, 0, 128, 2046},
+           {"4 times", 64, 1023, 256, 0, 256, 4092},
+           {"8 times", 64, 1023, 512, 0, 512, 8184},
+           {"12 times is none of them", 64, 1023, 768, 0, 768, 1023},
+           {"16 times", 64, 1023, 1024, 0, 1024, 16368},
+           {"16 times, 4 % above", 64, 1023, 1065, 0, 1065, 16368},
+           {"16 times, 6 % above", 64, 1023, 1086, 0, 1086, 1023},
+           {"16 times with a white", 64, 1023, 1024, 2000, 1024, 32000},
+           {"limited", 256, 4096, 4096, 0, 4096, 65535},
+           {"no static black to compare with", 0, 1023, 64, 0, 64, 1023},
+       }) {
+    SCOPED_TRACE(c.what);
+    Shot shot;
+    shot.file.header.black.fill(c.black);
+    shot.file.header.white = c.white;
+    const float black = c.dynamicBlack;
+    if (black >= 0) shot.items.F32(QorixItem::kDynamicBlack, {black, black, black, black});
+    if (c.dynamicWhite != 0) shot.items.I32(QorixItem::kDynamicWhite, {c.dynamicWhite});
+    const TaggedFrame tagged(shot);
+    EXPECT_EQ(tagged.dng().black, (std::array{c.expectedBlack, c.expectedBlack, c.expectedBlack, c.expectedBlack}));
+    EXPECT_EQ(tagged.dng().white, c.expectedWhite);
+    EXPECT_EQ(tagged.dng().bitsPerSample, 16u);
+  }
+}
+
+TEST(CameraTags, RawTypeTellsTheBits) {
+  struct Case {
+    uint8_t type;
+    uint32_t white, bits;
+  };
+  // A depth of 8 … 15 that holds the white level.
+  for (const Case& c : std::initializer_list<Case>{{8, 255, 8},
+                                                   {8, 1023, 16},
+                                                   {9, 512, 16},
+                                                   {9, 511, 9},
+                                                   {10, 1023, 10},
+                                                   {12, 1023, 12},
+                                                   {15, 1023, 15},
+                                                   {16, 1023, 16},
+                                                   {7, 100, 16}}) {
+    Shot shot;
+    shot.file.header.white = c.white;
+    shot.file.staticItems.U8(QorixItem::kRawType, {c.type, 0, 0, 0});
+    const TaggedFrame tagged(shot);
+    EXPECT_EQ(tagged.dng().bitsPerSample, c.bits) << int(c.type);
+    std::vector<uint16_t> identity(c.bits < 16 ? size_t(1) << c.bits : 0);
+    std::iota(identity.begin(), identity.end(), uint16_t(0));
+    EXPECT_EQ(tagged.dng().linearization, identity) << int(c.type);
+  }
+}
+
+TEST(CameraTags, ConditionalMeansScaleTheLevels) {
+  struct Case {
+    size_t entries;
+    uint32_t bits;
+  };
+  TaggedFrame tagged{Shot()};
+  tagged.frame.tableMode = 1;
+  for (const Case& c : {Case{200, 8}, Case{256, 8}, Case{257, 10}, Case{1025, 12}, Case{4097, 14}, Case{16385, 16}}) {
+    auto table = std::make_shared<DecodingTable>();
+    table->mode = 1;
+    table->shift = 2;
+    table->lut.resize(c.entries);
+    std::iota(table->lut.begin(), table->lut.end(), uint16_t(7));
+    tagged.frame.table = table;
+    for (const uint16_t own : {0, 1000}) {
+      tagged.frame.head.table.p88 = own;
+      tagged.Rebuild();
+      EXPECT_EQ(tagged.dng().bitsPerSample, c.bits);
+      EXPECT_EQ(tagged.dng().linearization, table->lut);
+      EXPECT_EQ(tagged.dng().black[0], 256);  // 64 · 2²
+      EXPECT_EQ(tagged.dng().white, own == 0 ? 4092 : 4000);
     }
   }
-  const TestRecording table = MakeTestRecording([](QorixRecordingOptions& options) {
-    options.table = QorixTable::kBitDepthLinear;
-    options.codeBits = 9;
-    options.frames = 1;
-  });
-  const FirstFrame first(table);
-  EXPECT_EQ(first.dng().white, 511);
-  EXPECT_EQ(first.dng().black[0], 8) << "64 × 511 / 4095, rounded";
-  EXPECT_EQ(first.dng().bitsPerSample, 9u);
 }
 
-TEST(CameraTags, NeutralFromItemGainsOrDaylight) {
-  struct Row {
-    QorixWhiteBalance source;
+TEST(CameraTags, BitDepthTableLimitsTheLevels) {
+  Shot shot;
+  shot.file.header.white = 4095;
+  shot.file.header.black = {256, 256, 260, 0};
+  TaggedFrame tagged(shot);
+  auto table = std::make_shared<DecodingTable>();
+  table->mode = 2;
+  table->bitDepth = 10;
+  tagged.frame.tableMode = 2;
+  tagged.frame.table = table;
+  tagged.Rebuild();
+  EXPECT_EQ(tagged.dng().bitsPerSample, 10u);
+  EXPECT_EQ(tagged.dng().white, 1023);
+  EXPECT_EQ(tagged.dng().black, (std::array{64.f, 64.f, 65.f, 0.f}));  // 256 · 1023 / 4095 = 63.95, 260 · … = 64.95
+  EXPECT_TRUE(tagged.dng().linearization.empty());
+
+  tagged.scan.header.white = 800;
+  tagged.Rebuild();
+  EXPECT_EQ(tagged.dng().white, 800);
+  EXPECT_EQ(tagged.dng().black[0], 256);
+}
+
+TEST(CameraTags, AreasComeFromTheRectangles) {
+  struct Case {
+    const char* what;
+    QorixRect field, crop;
+    uint16_t sensorWidth, sensorHeight;
+    uint32_t activeRight, activeBottom;
+    float x, y, width, height;
+  };
+  // The frame has 16 × 12 samples.
+  for (const Case& c : std::initializer_list<Case>{
+           {"larger field", {10, 10, 30, 26}, {12, 12, 24, 20}, 40, 40, 16, 12, 2, 2, 12, 8},
+           {"field without crop", {0, 0, 15, 11}, {}, 40, 40, 12, 8, 1, 1, 14, 10},
+           {"crop of the field is too wide", {0, 0, 18, 13}, {}, 40, 40, 16, 12, 0, 0, 16, 12},
+           {"crop is too wide", {0, 0, 16, 12}, {0, 0, 18, 8}, 40, 40, 16, 12, 0, 0, 16, 12},
+           {"no rectangles", {}, {}, 14, 10, 12, 8, 1, 1, 13, 9},
+           {"rectangle that is inside out", {16, 0, 0, 12}, {0, 8, 8, 0}, 16, 12, 16, 12, 0, 0, 15, 11},
+       }) {
+    SCOPED_TRACE(c.what);
+    Shot shot;
+    shot.file.header.fullField = c.field;
+    shot.file.header.crop = c.crop;
+    shot.file.header.sensorWidth = c.sensorWidth;
+    shot.file.header.sensorHeight = c.sensorHeight;
+    const TaggedFrame tagged(shot);
+    const DngInfo& dng = tagged.dng();
+    EXPECT_EQ((std::array{dng.activeTop, dng.activeLeft, dng.activeBottom, dng.activeRight}),
+              (std::array{0u, 0u, c.activeBottom, c.activeRight}));
+    EXPECT_EQ((std::array{dng.cropX, dng.cropY, dng.cropWidth, dng.cropHeight}), (std::array{c.x, c.y, c.width, c.height}));
+  }
+}
+
+TEST(CameraTags, Neutral) {
+  constexpr double kRed = 0.5493230223655701, kBlue = 0.8021439909934998;
+  constexpr std::array kNeutral = {0.5, 1.0, 0.625};
+  struct Case {
+    const char* what;
+    QorixItemList items;
     double red, blue;
   };
-  for (const Row& row : {Row{QorixWhiteBalance::kNeutral, 0.5, 0.62}, Row{QorixWhiteBalance::kGains, 0.5, 0.62},
-                         Row{QorixWhiteBalance::kNone, 0.5493230223655701, 0.8021439909934998}}) {
-    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
-      options.whiteBalance = row.source;
-      options.frames = 1;
-    });
-    const FirstFrame first(recording);
-    EXPECT_NEAR(first.dng().asShotNeutral[0], row.red, 1e-4);
-    EXPECT_NEAR(first.dng().asShotNeutral[1], 1, 1e-6);
-    EXPECT_NEAR(first.dng().asShotNeutral[2], row.blue, 1e-4);
-  }
-}
-
-TEST(CameraTags, TimecodeOfEachFrame) {
-  // At 29.97 frames/s an hour has 107,892.1 frames.
-  struct Row {
-    std::optional<uint32_t> start;
-    QorixRate rate;
-    int32_t frame;
-    std::array<uint8_t, 4> bcd;  // frames, seconds, minutes, hours
+  const std::vector<Case> cases = {
+      {"none", {}, kRed, kBlue},
+      {"neutral", QorixItemList().Rationals(QorixItem::kNeutral, kNeutral).F32(QorixItem::kWbGains, {4, 1, 1, 4}), 0.5, 0.625},
+      // Mean green (1/1 + 1/0.5) / 2 = 1.5.
+      {"gains", QorixItemList().F32(QorixItem::kWbGains, {2, 1, 0.5f, 1.6f}), 0.5 / 1.5, 0.625 / 1.5},
+      {"a zero gain", QorixItemList().F32(QorixItem::kWbGains, {2, 0, 1, 1.6f}), kRed, kBlue},
+      {"a negative gain", QorixItemList().F32(QorixItem::kWbGains, {2, 1, 1, -1.6f}), kRed, kBlue},
+      {"neutral too short", QorixItemList().U32(QorixItem::kNeutral, {1, 2, 1, 1, 5}).F32(QorixItem::kWbGains, {2, 1, 1, 4}), 0.5, 0.25},
+      {"gains too short", QorixItemList().F32(QorixItem::kWbGains, {2, 1, 1}), kRed, kBlue},
   };
-  for (const Row& row :
-       {Row{std::nullopt, {24, 1}, 7, {0x07, 0x00, 0x00, 0x01}},
-        Row{uint32_t(24 * (3600 * 12 + 60 * 34 + 56) + 20), {24, 1}, 7, {0x03, 0x57, 0x34, 0x12}},
-        Row{107892u, {30000, 1001}, 0, {0x29, 0x59, 0x59, 0x00}}, Row{107893u, {30000, 1001}, 0, {0x00, 0x00, 0x00, 0x01}}}) {
-    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
-      options.timecodeStart = row.start;
-      options.file.header.playback = options.file.header.capture = row.rate;
-    });
-    const FirstFrame first(recording, row.frame);
-    ASSERT_TRUE(first.dng().hasTimeCodes);
-    for (size_t i = 0; i < 4; ++i) EXPECT_EQ(first.dng().timeCodes[i], row.bcd[i]) << i;
-    EXPECT_EQ(first.dng().frameRateNumerator, row.rate.numerator);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Shot shot;
+    shot.items = c.items;
+    const TaggedFrame tagged(shot);
+    EXPECT_TRUE(tagged.dng().hasAsShotNeutral);
+    EXPECT_NEAR(tagged.dng().asShotNeutral[0], c.red, 1e-7);
+    EXPECT_EQ(tagged.dng().asShotNeutral[1], 1);
+    EXPECT_NEAR(tagged.dng().asShotNeutral[2], c.blue, 1e-7);
   }
 }
 
-TEST(CameraTags, ShadingMapsBecomeOneGainMapAPhase) {
-  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
-    options.shadingMaps = true;
-    options.frames = 1;
-  });
-  const FirstFrame first(recording);
-  ASSERT_EQ(first.dng().gainMaps.size(), 4u);
-  for (uint32_t i = 0; i < 4; ++i) {
-    const GainMap& map = first.dng().gainMaps[i];
-    EXPECT_EQ(map.top, i / 2) << "RGGB: red, green of the red row, green of the blue row, blue";
-    EXPECT_EQ(map.left, i % 2);
-    EXPECT_EQ(map.rowPitch, 2u);
-    EXPECT_GE(map.gains.front(), 1) << "gains undo vignetting";
-  }
-}
-
-RecordingHeader PlainHeader(uint16_t width, uint16_t height) {
-  RecordingHeader header;
-  header.present = true;
-  header.sensorWidth = width;
-  header.sensorHeight = height;
-  header.white = 1023;
-  header.playbackNumerator = 24;
-  header.playbackDenominator = 1;
-  return header;
-}
-
-template <typename T>
-void PutItem(std::vector<uint8_t>* list, Item id, const std::vector<T>& values) {
-  const auto put16 = [list](uint16_t v) { list->insert(list->end(), {uint8_t(v), uint8_t(v >> 8)}); };
-  put16(uint16_t(id));
-  put16(uint16_t(values.size() * sizeof(T)));
-  const auto* bytes = reinterpret_cast<const uint8_t*>(values.data());
-  list->insert(list->end(), bytes, bytes + values.size() * sizeof(T));
-  while (list->size() % 4 != 0) list->push_back(0);
-}
-
-/// A frame of width × height whose static items are `items`, set up without a file.
-struct BareFrame {
-  BareFrame(uint16_t width, uint16_t height, std::vector<uint8_t> items) {
-    scan.header = PlainHeader(width, height);
-    scan.staticMetadata = std::move(items);
-    scan.frameSlots = {0};
-    scan.file = &nothing;
-    frame.frameIndex = 0;
-    frame.chunk = &chunk;
-    frame.head.width = width;
-    frame.head.height = height;
-  }
-  bool Build() { return build_frame_tags(&scan, &modules, &frame) == 0 && frame.hasTags; }
-  MemorySource nothing{Bytes()};
-  RecordingScan scan;
-  CameraModules modules;
-  ChunkRecord chunk;
-  DecodedFrame frame;
-};
-
-// The pair of items as the camera's interface tells them: f, fy, cx, cy, skew and five coefficients.
-TEST(CameraTags, WarpFromIntrinsicsStaysInsideTheFrame) {
-  struct Row {
-    float d0;
-    double zoom;
+TEST(CameraTags, BoostAsBaselineExposure) {
+  struct Case {
+    int32_t boost;
+    double stops;
   };
-  // Focal length 100, centre (50, 40) of 100 × 80: the corner lies at r² = (50² + 40²) / 100² = 0.41. Barrel (d0 < 0) maps inside at any
-  // zoom; pincushion needs s (1 + d0 r² s²) ≤ 1 at the corner: d0 = 0.1 → s ≈ 0.9634 (the first of 1, 0.998, … is 0.962).
-  for (const Row& row : {Row{0, 1}, Row{-0.1f, 1}, Row{0.1f, 0.962}}) {
-    std::vector<uint8_t> items;
-    PutItem<float>(&items, Item::STATIC_INTRINSICS, {100, 100, 50, 40, 0});
-    PutItem<float>(&items, Item::STATIC_DISTORTION, {row.d0, 0, 0, 0, 0});
-    BareFrame bare(100, 80, items);
-    ASSERT_TRUE(bare.Build()) << bare.frame.message.text();
-    const RectilinearWarp& warp = bare.frame.dng.warp;
-    ASSERT_TRUE(warp.valid);
-    EXPECT_NEAR(warp.plane[0].kr[0], row.zoom, 1e-9);
-    EXPECT_NEAR(warp.plane[0].kr[1], double(row.d0) * 0.41 * row.zoom * row.zoom * row.zoom, 1e-6);
-    EXPECT_NEAR(warp.centreX, 50.0 / 99, 1e-6);
-    EXPECT_NEAR(warp.centreY, 40.0 / 79, 1e-6);
+  for (const Case& c : {Case{100, 0}, Case{200, 1}, Case{50, -1}, Case{141, 0.495695}, Case{0, 0}, Case{-200, 0}}) {
+    Shot shot;
+    shot.items.I32(QorixItem::kPostRawBoost, {c.boost});
+    EXPECT_NEAR(TaggedFrame(shot).dng().baselineExposure, c.stops, 1e-6) << c.boost;
   }
+  EXPECT_EQ(TaggedFrame(Shot()).dng().baselineExposure, 0);
 }
 
-TEST(CameraTags, WarpIsLeftOutWhenTheCameraCorrected) {
-  std::vector<uint8_t> items;
-  PutItem<float>(&items, Item::STATIC_INTRINSICS, {100, 100, 50, 40, 0});
-  PutItem<float>(&items, Item::STATIC_DISTORTION, {0.1f, 0, 0, 0, 0});
-  PutItem<uint8_t>(&items, Item::DISTORTION_CORR, {0, 0, 0, 0});
-  BareFrame bare(100, 80, items);
-  ASSERT_TRUE(bare.Build());
-  EXPECT_FALSE(bare.frame.dng.warp.valid);
+TEST(CameraTags, MatricesNeedAllTheirNumbers) {
+  constexpr std::array<double, 9> kMatrix = {1.5, -0.25, 0, 0.125, 2, -1, 0, 0.5, 0.75};
+  Shot shot;
+  shot.file.staticItems.Rationals(QorixItem::kColorMatrix1, kMatrix)
+      .Rationals(QorixItem::kColorMatrix2, std::span(kMatrix).first(8))
+      .Rationals(QorixItem::kForwardMatrix2, kMatrix)
+      .Rationals(QorixItem::kCalibration1, kMatrix)
+      .U16(QorixItem::kIlluminants, {17, 21});
+  const TaggedFrame tagged(shot);
+  const DngInfo& dng = tagged.dng();
+  EXPECT_TRUE(dng.hasColorMatrix1 && dng.hasForwardMatrix2 && dng.hasCameraCalibration1);
+  EXPECT_FALSE(dng.hasColorMatrix2 || dng.hasForwardMatrix1 || dng.hasCameraCalibration2);
+  for (const Matrix3* matrix : {&dng.colorMatrix1, &dng.forwardMatrix2, &dng.cameraCalibration1}) {
+    for (size_t i = 0; i < 9; ++i) EXPECT_EQ(matrix->m[i / 3][i % 3], kMatrix[i]);
+  }
+  EXPECT_EQ(dng.calibrationIlluminant1, 17u);
+  EXPECT_EQ(dng.calibrationIlluminant2, 21u);
+
+  Shot half;
+  half.file.staticItems.U16(QorixItem::kIlluminants, {17});
+  EXPECT_EQ(TaggedFrame(half).dng().calibrationIlluminant1, 0u);
 }
 
-TEST(CameraTags, SaysWhyThereAreNone) {
-  BareFrame noHeader(100, 80, {});
-  noHeader.scan.header.present = false;
-  EXPECT_FALSE(noHeader.Build());
-  EXPECT_STREQ(noHeader.frame.message.text(), "no header (neither original nor copy): camera static data unknown, tags cannot be built");
-  BareFrame mono(100, 80, {});
-  mono.scan.header.cfaCode = 4;
-  EXPECT_FALSE(mono.Build());
-  EXPECT_STREQ(mono.frame.message.text(), "CFA 4 is not Bayer (RGB/MONO/NIR): tags are not built");
-}
-
-std::map<uint16_t, std::string> TextTags(const DecodedFrame& frame) {
-  std::map<uint16_t, std::string> texts;
-  tiff_walk(frame.tags, [&](const TiffEntry& entry) {
-    if (entry.type == 2 && entry.hasValue) texts[entry.tag] = std::string(TextOf(entry.value));
-  });
-  return texts;
-}
-
-TEST(CameraTags, WallClockWithTimeZone) {
-  struct Row {
-    int16_t minutes;
-    const char* date;
-    const char* zone;
+TEST(CameraTags, TheFramesModuleOverridesTheHeader) {
+  constexpr std::array<double, 9> kMatrix = {1, 0, 0, 0, 2, 0, 0, 0, 3};
+  Shot shot;
+  shot.file.staticItems.Text(QorixItem::kMake, "Maker").Text(QorixItem::kModel, "Wide").Rationals(QorixItem::kColorMatrix1, kMatrix);
+  const auto module = [](std::string_view id) {
+    return QorixItemList()
+        .Text(QorixItem::kPhysicalCameraId, id)
+        .Text(QorixItem::kModel, "Tele")
+        .U8(QorixItem::kModuleCfa, {3, 0, 0, 0})
+        .U16(QorixItem::kModuleArrays, {40, 40, 0, 0, 12, 8, 0, 0, 10, 6})
+        .I32(QorixItem::kModuleLevels, {500, 1, 2, 3, 4})
+        .U32(QorixItem::kColorMatrix1, {1, 1})  // too short: the recording's own counts
+        .Encoded();
   };
-  // 2024-02-29 00:30:00 UTC and 123456789 ns.
-  for (const Row& row :
-       {Row{0, "2024:02:29 00:30:00", "Z"}, Row{-90, "2024:02:28 23:00:00", "-01:30"}, Row{345, "2024:02:29 06:15:00", "+05:45"}}) {
-    BareFrame bare(100, 80, {});
-    bare.scan.header.sensorStartNs = 5000;
-    bare.scan.header.wallClockStartNs = uint64_t(1709166600) * 1000000000 + 123456000;
-    bare.scan.header.timeZoneMinutes = row.minutes;
-    bare.chunk.timestamp = 5789;
-    ASSERT_TRUE(bare.Build());
-    std::map<uint16_t, std::string> texts = TextTags(bare.frame);
-    EXPECT_EQ(texts[36867], row.date);
-    EXPECT_EQ(texts[36880], row.zone);
-    EXPECT_EQ(texts[37520], "123456789");
+  shot.blobs = {{kQorixCameraModule, 0, module("2")}};
+  shot.items.Text(QorixItem::kPhysicalId, "2");
+  const TaggedFrame tele(shot);
+  EXPECT_EQ(tele.dng().cfa, (std::array<uint8_t, 4>{2, 1, 1, 0}));
+  EXPECT_EQ(tele.dng().black, (std::array{1.f, 2.f, 3.f, 4.f}));
+  EXPECT_EQ(tele.dng().white, 500);
+  EXPECT_EQ((std::array{tele.dng().activeRight, tele.dng().activeBottom}), (std::array{12u, 8u}));
+  EXPECT_EQ((std::array{tele.dng().cropX, tele.dng().cropWidth}), (std::array{3.f, 10.f}));
+  EXPECT_EQ(tele.dng().make, "Maker");
+  EXPECT_EQ(tele.dng().model, "Tele");
+  EXPECT_TRUE(tele.dng().hasColorMatrix1);
+  EXPECT_EQ(tele.dng().colorMatrix1.m[2][2], 3);
+
+  shot.items = QorixItemList().Text(QorixItem::kPhysicalId, "0");
+  const TaggedFrame wide(shot);
+  EXPECT_EQ(wide.dng().cfa, (std::array<uint8_t, 4>{0, 1, 1, 2}));
+  EXPECT_EQ(wide.dng().white, 1023);
+  EXPECT_EQ(wide.dng().model, "Wide");
+}
+
+TEST(CameraTags, NamesAndOrientation) {
+  Shot shot;
+  shot.file.staticItems.Text(QorixItem::kMake, std::string_view("Maker\0\0\0", 8))
+      .Text(QorixItem::kSoftware, "1.2")
+      .Text(QorixItem::kUniqueModel, "Maker Wide")
+      .Text(QorixItem::kReel, "A001")
+      .Text(QorixItem::kCameraName, "Lens");
+  const TaggedFrame tagged(shot);
+  EXPECT_EQ(tagged.Text("IFD0", 271), "Maker");
+  EXPECT_EQ(tagged.dng().software, "1.2");
+  EXPECT_EQ(tagged.dng().uniqueCameraModel, "Maker Wide");
+  EXPECT_EQ(tagged.dng().reelName, "A001");
+  EXPECT_EQ(tagged.dng().lensModel, "Lens");
+  EXPECT_EQ(tagged.dng().dngVersion, (std::array<uint8_t, 4>{1, 4, 0, 0}));
+
+  struct Case {
+    int16_t degrees;
+    uint32_t orientation;
+  };
+  for (const Case& c : {Case{0, 1}, Case{90, 6}, Case{180, 3}, Case{270, 8}, Case{-90, 1}, Case{45, 1}}) {
+    Shot turned;
+    turned.file.header.rotationDegrees = c.degrees;
+    EXPECT_EQ(TaggedFrame(turned).dng().orientation, c.orientation) << c.degrees;
   }
 }
 
-TEST(CameraTags, PositionComesFromTheRecordingsStart) {
-  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
-    options.gpsStart = true;
-    options.frames = 1;
-  });
-  const FirstFrame first(recording);
-  ASSERT_TRUE(first.dng().hasPosition);
-  const std::optional<Bytes> item = recording_find_meta(first.scan, Item::GPS_START);
-  ASSERT_TRUE(item);
-  EXPECT_NEAR(first.dng().latitude, std::bit_cast<double>(LoadU64Le(item->data())), 1e-6);
-  EXPECT_NEAR(first.dng().longitude, std::bit_cast<double>(LoadU64Le(item->data() + 8)), 1e-6);
+TEST(CameraTags, NoTagsWithoutHeaderOrBayerPattern) {
+  Shot mono;
+  mono.file.header.cfaCode = 5;
+  const TaggedFrame tagged(mono);
+  EXPECT_FALSE(tagged.frame.hasTags);
+  EXPECT_STREQ(tagged.frame.message.text(), "CFA 5 is not Bayer (RGB/MONO/NIR): tags are not built");
+
+  TaggedFrame headless{Shot()};
+  ASSERT_TRUE(headless.frame.hasTags);
+  headless.scan.header.present = false;
+  headless.Rebuild();
+  EXPECT_FALSE(headless.frame.hasTags);
+  EXPECT_STREQ(headless.frame.message.text(), "no header (neither original nor copy): camera static data unknown, tags cannot be built");
 }
 
 }  // namespace
