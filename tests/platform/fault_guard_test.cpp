@@ -26,6 +26,19 @@ TEST(FaultGuard, TellsFaultsAndLetsTheRestPass) {
   EXPECT_FALSE(CallGuarded(Fault, nullptr, &code)) << "and guards on";
 }
 
+// The commonest fault. A sanitizer would stop at the write instead of letting the processor fault.
+__attribute__((no_sanitize("undefined", "address", "thread"))) void WriteToNull(void* context) {
+  *static_cast<volatile int*>(context) = 1;
+}
+
+TEST(FaultGuard, CatchesAWriteToNull) {
+  uint32_t code = 0;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_FALSE(CallGuarded(WriteToNull, nullptr, &code)) << "the signal is not left blocked";
+    EXPECT_EQ(code, uint32_t(SIGSEGV));
+  }
+}
+
 TEST(FaultGuard, InnermostGuardCatches) {
   static bool innerReturned;
   innerReturned = false;

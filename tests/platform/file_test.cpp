@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <chrono>
 #include <fstream>
+#include <string>
 #include <utility>
 
 #include "platform/path.h"
@@ -11,14 +12,16 @@
 namespace qx {
 namespace {
 
-std::filesystem::path WriteTemporary(const std::string& content) {
-  const std::filesystem::path path = PathFromUtf16(u"/tmp/qx_file_test_\u00E9\u6620.bin");
+/// A file whose name is not ASCII and no other case's: ctest runs the cases at the same time.
+std::filesystem::path WriteTemporary(std::u16string_view name, const std::string& content) {
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / PathFromUtf16(u"qx_file_test_\u00E9\u6620_" + std::u16string(name));
   std::ofstream(path, std::ios::binary) << content;
   return path;
 }
 
 TEST(File, ReadsAtPositionsUpToTheEnd) {
-  const std::filesystem::path path = WriteTemporary("0123456789");
+  const std::filesystem::path path = WriteTemporary(u"read", "0123456789");
   File file;
   ASSERT_TRUE(file.Open(path));
   EXPECT_EQ(file.size(), 10u);
@@ -38,19 +41,22 @@ TEST(File, ReadsAtPositionsUpToTheEnd) {
 
 TEST(File, OpensNeitherFoldersNorWhatIsNotThere) {
   File file;
-  EXPECT_FALSE(file.Open("/tmp"));
-  EXPECT_FALSE(file.Open("/tmp/qx_file_test_none"));
+  EXPECT_FALSE(file.Open(std::filesystem::temp_directory_path()));
+  EXPECT_FALSE(file.Open(std::filesystem::temp_directory_path() / "qx_file_test_none"));
   EXPECT_FALSE(file.isOpen());
 }
 
 TEST(FileState, ChangesWithSizeAndTime) {
-  const std::filesystem::path path = WriteTemporary("one");
+  const std::filesystem::path path = WriteTemporary(u"state", "one");
   FileState before, after;
   ASSERT_TRUE(ReadFileState(path, &before));
   EXPECT_EQ(before.size, 3u);
   std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + std::chrono::seconds(2));
   ASSERT_TRUE(ReadFileState(path, &after));
   EXPECT_EQ(after.lastWriteTime - before.lastWriteTime, 20000000u) << "in units of 100 ns";
+  std::ofstream(path, std::ios::binary | std::ios::app) << "more";
+  ASSERT_TRUE(ReadFileState(path, &after));
+  EXPECT_EQ(after.size, 7u);
   std::filesystem::remove(path);
   EXPECT_FALSE(ReadFileState(path, &after));
 }
