@@ -75,7 +75,7 @@ class TaggedFrame {
     for (size_t at = 0; at + 4 <= value.size(); at += 4) words.push_back(LoadU32Le(&value[at]));
     return words;
   }
-  /// The first value of a rational tag, −1 when it is not there.
+  /// The first value of a signed rational tag, −1 when it is not there.
   double Fraction(std::string_view ifd, uint16_t tag) const {
     const std::vector<uint32_t> words = Words(ifd, tag);
     return words.size() < 2 ? -1 : double(int32_t(words[0])) / int32_t(words[1]);

@@ -1,4 +1,5 @@
-// Levels, areas, colour and names of a frame; lens_tags_test.cpp has the opcode lists, exif_tags_test.cpp times and places.
+// Levels, areas, colour and names of a frame, each rule by itself; lens_tags_test.cpp has the opcode lists, exif_tags_test.cpp times and
+// places.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -9,7 +10,7 @@
 namespace qx {
 namespace {
 
-TEST(CameraTags, PatternAndBlackLevelsFollowTheOrigin) {
+TEST(LevelTags, PatternAndBlackLevelsFollowTheOrigin) {
   constexpr std::string_view kPatterns[4] = {"RGGB", "GRBG", "GBRG", "BGGR"};
   for (uint8_t code = 0; code < 4; ++code) {
     for (int origin = 0; origin < 4; ++origin) {
@@ -31,7 +32,7 @@ TEST(CameraTags, PatternAndBlackLevelsFollowTheOrigin) {
   }
 }
 
-TEST(CameraTags, LevelsOfTheFrameReplaceTheStaticOnes) {
+TEST(LevelTags, LevelsOfTheFrameReplaceTheStaticOnes) {
   struct Case {
     const char* what;
     int32_t black;
@@ -70,7 +71,7 @@ TEST(CameraTags, LevelsOfTheFrameReplaceTheStaticOnes) {
   }
 }
 
-TEST(CameraTags, RawTypeTellsTheBits) {
+TEST(LevelTags, RawTypeTellsTheBits) {
   struct Case {
     uint8_t type;
     uint32_t white, bits;
@@ -96,7 +97,7 @@ TEST(CameraTags, RawTypeTellsTheBits) {
   }
 }
 
-TEST(CameraTags, ConditionalMeansScaleTheLevels) {
+TEST(LevelTags, ConditionalMeansScaleTheLevels) {
   struct Case {
     size_t entries;
     uint32_t bits;
@@ -121,7 +122,7 @@ TEST(CameraTags, ConditionalMeansScaleTheLevels) {
   }
 }
 
-TEST(CameraTags, BitDepthTableLimitsTheLevels) {
+TEST(LevelTags, BitDepthTableLimitsTheLevels) {
   Shot shot;
   shot.file.header.white = 4095;
   shot.file.header.black = {256, 256, 260, 0};
@@ -143,7 +144,7 @@ TEST(CameraTags, BitDepthTableLimitsTheLevels) {
   EXPECT_EQ(tagged.dng().black[0], 256);
 }
 
-TEST(CameraTags, AreasComeFromTheRectangles) {
+TEST(LevelTags, AreasComeFromTheRectangles) {
   struct Case {
     const char* what;
     QorixRect field, crop;
@@ -174,7 +175,7 @@ TEST(CameraTags, AreasComeFromTheRectangles) {
   }
 }
 
-TEST(CameraTags, Neutral) {
+TEST(LevelTags, Neutral) {
   constexpr double kRed = 0.5493230223655701, kBlue = 0.8021439909934998;
   constexpr std::array kNeutral = {0.5, 1.0, 0.625};
   struct Case {
@@ -204,7 +205,7 @@ TEST(CameraTags, Neutral) {
   }
 }
 
-TEST(CameraTags, BoostAsBaselineExposure) {
+TEST(LevelTags, BoostAsBaselineExposure) {
   struct Case {
     int32_t boost;
     double stops;
@@ -217,7 +218,7 @@ TEST(CameraTags, BoostAsBaselineExposure) {
   EXPECT_EQ(TaggedFrame(Shot()).dng().baselineExposure, 0);
 }
 
-TEST(CameraTags, MatricesNeedAllTheirNumbers) {
+TEST(LevelTags, MatricesNeedAllTheirNumbers) {
   constexpr std::array<double, 9> kMatrix = {1.5, -0.25, 0, 0.125, 2, -1, 0, 0.5, 0.75};
   Shot shot;
   shot.file.staticItems.Rationals(QorixItem::kColorMatrix1, kMatrix)
@@ -240,7 +241,7 @@ TEST(CameraTags, MatricesNeedAllTheirNumbers) {
   EXPECT_EQ(TaggedFrame(half).dng().calibrationIlluminant1, 0u);
 }
 
-TEST(CameraTags, TheFramesModuleOverridesTheHeader) {
+TEST(LevelTags, TheFramesModuleOverridesTheHeader) {
   constexpr std::array<double, 9> kMatrix = {1, 0, 0, 0, 2, 0, 0, 0, 3};
   Shot shot;
   shot.file.staticItems.Text(QorixItem::kMake, "Maker").Text(QorixItem::kModel, "Wide").Rationals(QorixItem::kColorMatrix1, kMatrix);
@@ -274,7 +275,7 @@ TEST(CameraTags, TheFramesModuleOverridesTheHeader) {
   EXPECT_EQ(wide.dng().model, "Wide");
 }
 
-TEST(CameraTags, NamesAndOrientation) {
+TEST(LevelTags, NamesAndOrientation) {
   Shot shot;
   shot.file.staticItems.Text(QorixItem::kMake, std::string_view("Maker\0\0\0", 8))
       .Text(QorixItem::kSoftware, "1.2")
@@ -300,7 +301,7 @@ TEST(CameraTags, NamesAndOrientation) {
   }
 }
 
-TEST(CameraTags, NoTagsWithoutHeaderOrBayerPattern) {
+TEST(LevelTags, NoTagsWithoutHeaderOrBayerPattern) {
   Shot mono;
   mono.file.header.cfaCode = 5;
   const TaggedFrame tagged(mono);
