@@ -48,7 +48,11 @@ def failed_row(work: str, why: str) -> Row:
 
 
 def duration(seconds: float) -> str:
-    return f"{seconds:.2f} s" if seconds >= 1 else f"{seconds * 1e3:.{1 if seconds >= 0.01 else 2}f} ms"
+    for unit, name in ((1, "s"), (1e-3, "ms"), (1e-6, "µs")):
+        if seconds >= unit / 2 or name == "µs":
+            value = seconds / unit
+            return f"{value:.{1 if value >= 10 and unit < 1 else 2}f} {name}"
+    raise AssertionError("the last unit takes every time")
 
 
 def text_table(headings: list[str], lines: Iterable[list[str]]) -> str:
