@@ -48,11 +48,8 @@ def failed_row(work: str, why: str) -> Row:
 
 
 def duration(seconds: float) -> str:
-    for unit, name in ((1, "s"), (1e-3, "ms"), (1e-6, "µs")):
-        if seconds >= unit / 2 or name == "µs":
-            value = seconds / unit
-            return f"{value:.{1 if value >= 10 and unit < 1 else 2}f} {name}"
-    raise AssertionError("the last unit takes every time")
+    value, unit = (seconds, "s") if seconds >= 0.5 else (seconds * 1e3, "ms") if seconds >= 5e-4 else (seconds * 1e6, "µs")
+    return f"{value:.{1 if value >= 10 else 2}f} {unit}"
 
 
 def text_table(headings: list[str], lines: Iterable[list[str]]) -> str:
