@@ -20,13 +20,17 @@ LogSink GetLogSink() {
 }
 
 void LogPipeline(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  LogV(format, arguments);
+  va_end(arguments);
+}
+
+void LogV(const char* format, va_list arguments) {
   const LogSink sink = GetLogSink();
   if (sink == nullptr) return;
   MessageBuffer<1024> line;
-  va_list arguments;
-  va_start(arguments, format);
   line.view().SetV(format, arguments);
-  va_end(arguments);
   sink(line.text());
 }
 

@@ -45,14 +45,10 @@ void SetLogPath(const std::string& path) {
 }
 
 void LogLine(const char* format, ...) {
-  const LogSink sink = GetLogSink();
-  if (sink == nullptr) return;
-  MessageBuffer<1024> line;
   va_list arguments;
   va_start(arguments, format);
-  line.view().SetV(format, arguments);
+  LogV(format, arguments);
   va_end(arguments);
-  sink(line.text());
 }
 
 }  // namespace qx
