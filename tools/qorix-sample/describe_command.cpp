@@ -99,6 +99,7 @@ int RunDescribe(const DescribeOptions& options) {
     return bool(file.read(reinterpret_cast<char*>(bytes.data()), std::streamsize(bytes.size())));
   };
   const qx::QorixWalk walk = qx::WalkChunks(size, readAt);
+  if (walk.chunks.empty()) return Fail(kReadFailed, options.input.string() + ": not a .qorix recording");
   if (!options.totalsOnly) {
     fmt::print("{:>6} {:>12} kind {:>6} session  {:>10} {:>9} {:>16}\n", "chunk", "offset", "seq", "total", "used", "time ns");
     auto gap = walk.gaps.begin();

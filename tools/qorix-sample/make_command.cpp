@@ -73,6 +73,7 @@ int RunMake(const MakeOptions& options) {
 }
 
 int RunWrap(const WrapOptions& options) {
+  if (options.output.extension() != ".zip") return Fail(kUsage, "the output's name must end in .zip");
   if (const std::string reason = qx::CheckRecording(options.recording); !reason.empty()) return Fail(kUsage, reason);
   Members members;
   if (!AddSound(options.sound, options.recording.name, &members)) return Fail(kReadFailed, options.sound.string() + ": cannot be read");

@@ -78,7 +78,6 @@ std::string DamageChunks(const QorixDamageOptions& options, qx::QorixFile* file)
 }  // namespace
 
 int RunMakeQorix(const MakeOptions& options) {
-  if (!options.sound.empty()) return Fail(kUsage, "sound of a .qorix recording is made with --tone");
   const auto& [width, height] = std::pair(options.archive.picture.width, options.archive.picture.height);
   if (width > UINT16_MAX || height > UINT16_MAX) return Fail(kUsage, "width and height must be at most 65535");
   const qx::QorixRecordingOptions recording = RecordingOf(options);
@@ -112,6 +111,7 @@ std::string CopyWithDamagedChunks(const std::filesystem::path& input, const Qori
                                   const std::filesystem::path& output) {
   qx::QorixFile bytes;
   if (!ReadFile(input, &bytes)) return input.string() + ": cannot be read";
+  if (qx::WalkChunks(bytes).chunks.empty()) return input.string() + ": not a .qorix recording";
   if (std::string reason = DamageChunks(options, &bytes); !reason.empty()) return reason;
   std::ofstream stream(output, std::ios::binary | std::ios::trunc);
   stream.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));

@@ -3,55 +3,11 @@
 #include <map>
 #include <string>
 
-#include "parse.h"
+#include "option_helpers.h"
 
 namespace tool {
 
 namespace {
-
-using Numbers = std::vector<int64_t>;
-
-/// An option of whole numbers, "N,N,…"; `store` says whether they suit it.
-template <typename Store>
-void AddNumbers(CLI::App* command, const std::string& name, const std::string& help, const char* form, Store store) {
-  const auto take = [name, form, store](const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) {
-      const auto numbers = ParseNumbers(text, ',');
-      if (!numbers || !store(*numbers)) throw CLI::ValidationError(name, "\"" + text + "\" is not " + form);
-    }
-    return true;
-  };
-  command->add_option(name, CLI::callback_t(take), help)
-      ->type_name(form)
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-}
-
-template <typename Number>
-void AddList(CLI::App* command, const std::string& name, const std::string& help, std::vector<Number>* list) {
-  AddNumbers(command, name, help, "N,N,...", [list](const Numbers& more) {
-    for (const int64_t number : more) list->push_back(Number(number));
-    return true;
-  });
-}
-
-/// An option whose texts each stand for a value.
-template <typename Value>
-void AddChoice(CLI::App* command, const std::string& name, const std::string& help, const std::map<std::string, Value>& values,
-               std::function<void(Value)> store) {
-  std::vector<std::string> texts;
-  for (const auto& [text, value] : values) texts.push_back(text);
-  command
-      ->add_option_function<std::string>(
-          name, [values, store](const std::string& text) { store(values.at(text)); }, help)
-      ->check(CLI::IsMember(texts).description(""))
-      ->type_name(CLI::detail::join(texts, "|"));
-}
-
-void AddSwitchOff(CLI::App* command, const std::string& name, const std::string& help, bool* value) {
-  command->add_flag_callback(
-      name, [value] { *value = false; }, help);
-}
 
 void AddCoding(CLI::App* command, qx::QorixRecordingOptions* recording) {
   qx::QorixFrameFormat* format = &recording->format;
@@ -69,8 +25,8 @@ void AddCoding(CLI::App* command, qx::QorixRecordingOptions* recording) {
         format->parts = uint8_t(format->coder == 0 ? 1 : 2);
         format->layout = 3;
       },
-      "slices below this one interleaved or two-part, the others plain or Rice");
-  command->add_option("--slice-predictor", format->predictor, "0 from the left, 1 median edge")->capture_default_str();
+      "slices below this one interleaved or two-part, the others plain or Rice; 1 to the last slice");
+  command->add_option("--slice-predictor", format->predictor, "0 from the left, 1 median edge [1]");
   command->add_option("--flat", format->flatThreshold, "neighbours this close are averaged")->capture_default_str();
   command->add_option("--slice-rows", format->rowsPerSlice, "rows of a slice")->capture_default_str();
   AddSwitchOff(command, "--no-slice-crcs", "slices without CRCs", &format->sliceCrcs);
@@ -80,7 +36,7 @@ void AddCoding(CLI::App* command, qx::QorixRecordingOptions* recording) {
     format->top = uint16_t(place[1]);
     return true;
   });
-  command->add_option("--shift", format->sampleShift, "low bits that samples lose")->capture_default_str();
+  command->add_option("--shift", format->sampleShift, "low bits that samples lose [0]");
   const std::map<std::string, qx::QorixTable> tables = {
       {"noise", qx::QorixTable::kNoise}, {"linear", qx::QorixTable::kBitDepthLinear}, {"log", qx::QorixTable::kBitDepthLog}};
   AddChoice<qx::QorixTable>(command, "--table", "samples are codes of a table", tables,
