@@ -80,11 +80,18 @@ enum DecodeFlags : uint32_t { kDecodeUnmapped = 1, kDecodeSkipCrc = 2, kDecodeSh
 /// Reads the head of a frame chunk alone; false when it cannot be read.
 [[nodiscard]] bool ReadFrameHead(RecordingScan* scan, const ChunkRecord& chunk, FrameHead* head);
 
+/// Whether a slice lies within the data at hand (slice 0 at its beginning) and has its stored CRC, if the frame stores CRCs and `checkCrc`
+/// asks for them. Never kSliceInconsistent: nothing is decoded.
+SliceStatus CheckSlice(const DecodedFrame& frame, Bytes sliceData, uint32_t slice, bool checkCrc);
+
 /// Decodes slices firstSlice … lastSlice (inclusive) of `sliceData` (slice 0 at its beginning) into `out` (rows of the whole frame,
 /// `strideBytes` apart); bad ones are filled from `substitute` (same geometry and stride, may be null) or with zeros. Good ones are mapped:
 /// shifted, or looked up in the table. The number of bad slices; counts, statuses and the time go into the frame.
 int32_t decode_slices(WorkerPool* pool, DecodedFrame* frame, Bytes sliceData, uint16_t* out, size_t strideBytes, int32_t firstSlice,
                       int32_t lastSlice, const uint16_t* substitute, uint32_t flags);
+
+/// Fills the bad slices of a frame that was decoded into `out` from `substitute` (same geometry and stride) and counts anew.
+void SubstituteBadSlices(DecodedFrame* frame, uint16_t* out, size_t strideBytes, const uint16_t* substitute);
 
 /// Builds the in-memory TIFF of a frame that passed its head checks and parses it into frame->dng: frame->hasTags, or a message.
 /// -1 only for "out of memory (tags)".

@@ -25,6 +25,10 @@ void LookUpRow(uint16_t* row, uint32_t width, const std::vector<uint16_t>& lut) 
   for (uint32_t x = 0; x < width; ++x) row[x] = lut[std::min<uint32_t>(row[x], last)];
 }
 
+Bytes BytesOfSlice(const DecodedFrame& frame, Bytes sliceData, uint32_t slice) {
+  return sliceData.subspan(size_t(frame.sliceOffsets[slice]), frame.sliceSizes[slice]);
+}
+
 /// One call of decode_slices. Tasks touch the rows, statuses and scratch of their own slices only.
 class FrameDecode {
  public:
@@ -42,7 +46,7 @@ class FrameDecode {
     const bool hasMemory = ReserveSliceScratch(head_.width, scratch);
     Group group;
     for (uint32_t slice = first; slice < end; ++slice) {
-      frame_.sliceStatus[slice] = hasMemory ? Check(slice) : kSliceInconsistent;
+      frame_.sliceStatus[slice] = hasMemory ? CheckSlice(frame_, data_, slice, (flags_ & kDecodeSkipCrc) == 0) : kSliceInconsistent;
       if (frame_.sliceStatus[slice] != kSliceGood) continue;
       if (group.count > 0 && EffectiveLayout(head_, group.slices[0]) != EffectiveLayout(head_, slice)) DecodeGroup(group, scratch);
       group.slices[group.count] = slice;
@@ -50,8 +54,13 @@ class FrameDecode {
       if (group.count == kGroup) DecodeGroup(group, scratch);
     }
     DecodeGroup(group, scratch);
+    ReplaceBad(first, end);
+  }
+
+  /// The bad ones of slices [first, end): their rows from the substitute, or zeros.
+  void ReplaceBad(uint32_t first, uint32_t end) const {
     for (uint32_t slice = first; slice < end; ++slice) {
-      if (frame_.sliceStatus[slice] != kSliceGood) Replace(slice);
+      if ((frame_.sliceStatus[slice] & kSliceStatusMask) != kSliceGood) Replace(slice);
     }
   }
 
@@ -61,13 +70,6 @@ class FrameDecode {
     std::array<uint32_t, kGroup> slices;
     std::array<SliceJob, kGroup> jobs;
   };
-
-  SliceStatus Check(uint32_t slice) const {
-    const uint64_t available = std::min<uint64_t>(data_.size(), frame_.availableSize);
-    if (!RangeFits(frame_.sliceOffsets[slice], frame_.sliceSizes[slice], available)) return kSliceOutside;
-    if (!head_.hasSliceCrcs || (flags_ & kDecodeSkipCrc) != 0) return kSliceGood;
-    return crc32c_update(0, BytesOf(slice)) == frame_.sliceCrcs[slice] ? kSliceGood : kSliceCrcMismatch;
-  }
 
   void DecodeGroup(Group& group, SliceScratch& scratch) const {
     const std::span<SliceJob> jobs = std::span(group.jobs).first(group.count);
@@ -109,7 +111,7 @@ class FrameDecode {
     for (uint32_t y = first; y < end; ++y) visit(y);
   }
 
-  Bytes BytesOf(uint32_t slice) const { return data_.subspan(size_t(frame_.sliceOffsets[slice]), frame_.sliceSizes[slice]); }
+  Bytes BytesOf(uint32_t slice) const { return BytesOfSlice(frame_, data_, slice); }
   template <typename Sample>
   Sample* RowOf(Sample* samples, uint32_t y) const {
     using Byte = std::conditional_t<std::is_const_v<Sample>, const uint8_t, uint8_t>;
@@ -146,6 +148,13 @@ void CountSlices(DecodedFrame* frame, uint32_t first, uint32_t end) {
 
 }  // namespace
 
+SliceStatus CheckSlice(const DecodedFrame& frame, Bytes sliceData, uint32_t slice, bool checkCrc) {
+  const uint64_t available = std::min<uint64_t>(sliceData.size(), frame.availableSize);
+  if (!RangeFits(frame.sliceOffsets[slice], frame.sliceSizes[slice], available)) return kSliceOutside;
+  if (!frame.head.hasSliceCrcs || !checkCrc) return kSliceGood;
+  return crc32c_update(0, BytesOfSlice(frame, sliceData, slice)) == frame.sliceCrcs[slice] ? kSliceGood : kSliceCrcMismatch;
+}
+
 int32_t decode_slices(WorkerPool* pool, DecodedFrame* frame, Bytes sliceData, uint16_t* out, size_t strideBytes, int32_t firstSlice,
                       int32_t lastSlice, const uint16_t* substitute, uint32_t flags) {
   const double start = MonotonicMs();
@@ -167,6 +176,12 @@ int32_t decode_slices(WorkerPool* pool, DecodedFrame* frame, Bytes sliceData, ui
   CountSlices(frame, first, end);
   frame->decodeMs = MonotonicMs() - start;
   return frame->badSlices;
+}
+
+void SubstituteBadSlices(DecodedFrame* frame, uint16_t* out, size_t strideBytes, const uint16_t* substitute) {
+  const auto slices = uint32_t(frame->sliceStatus.size());
+  FrameDecode(frame, {}, out, strideBytes, substitute, 0).ReplaceBad(0, slices);
+  CountSlices(frame, 0, slices);
 }
 
 }  // namespace qx

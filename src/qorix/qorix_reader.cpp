@@ -5,7 +5,6 @@
 
 #include "base/lock.h"
 #include "media/dng_parser.h"
-#include "qorix/crc32c.h"
 #include "qorix/direct_output.h"
 #include "qorix/qorix_source.h"
 
@@ -15,6 +14,14 @@ namespace {
 
 // Far above any sensor; a head that claims more is not believed.
 constexpr uint64_t kMostSamples = uint64_t(1) << 28;
+
+size_t RowBytes(const DecodedFrame& frame) {
+  return size_t(frame.head.width) * sizeof(uint16_t);
+}
+
+QorixReadStats StatsOf(const DecodedFrame& frame) {
+  return {frame.badSlices, frame.substitutedSlices, frame.outsideSlices};
+}
 
 class QorixFrameSource final : public FrameSource {
  public:
@@ -39,9 +46,9 @@ class QorixFrameSource final : public FrameSource {
   bool SetUp(int32_t frame, DecodedFrame* decoded);
   bool ReadSliceData(DecodedFrame* decoded);
   /// SetUp, slice data and all slices.
-  bool Decode(int32_t frame, DecodedFrame* decoded, const DecodedFrame* substitute);
-  /// Decodes once more with the last good frame standing in for bad slices.
-  void SubstituteBadSlices(int32_t frame);
+  bool Decode(int32_t frame, DecodedFrame* decoded);
+  /// Fills bad slices from the last good frame, where that can still be read and has the same geometry.
+  void FillBadSlices();
   /// The way through the registered interface; false: take the usual one.
   bool ReadDirect(int32_t frame, DirectOutput* output);
   bool DecodeForSlot(DirectOutput* output, int32_t slot);
@@ -83,14 +90,15 @@ int QorixFrameSource::ReadFrame(int32_t frame, RawFrame* out, uint32_t) {
       return 0;
     }
   }
-  if (!Decode(frame, &frame_, nullptr)) return -1;
+  if (!Decode(frame, &frame_)) return -1;
+  stats_ = StatsOf(frame_);
   const int32_t slices = int32_t(frame_.sliceSizes.size());
   if (slices > 0 && frame_.badSlices == slices) {
     return message_.view().Fail("frame %d: all slices bad (%d)", frame, slices);
   }
-  if (frame_.badSlices > 0 && referenceFrame_ >= 0) SubstituteBadSlices(frame);
+  if (frame_.badSlices > 0 && referenceFrame_ >= 0) FillBadSlices();
+  stats_ = StatsOf(frame_);
   if (frame_.badSlices == 0) referenceFrame_ = frame;
-  stats_ = {frame_.badSlices, frame_.substitutedSlices, frame_.outsideSlices};
   Fill(frame, out, frame_.samples.data());
   return 0;
 }
@@ -119,33 +127,30 @@ bool QorixFrameSource::ReadSliceData(DecodedFrame* decoded) {
   return true;
 }
 
-bool QorixFrameSource::Decode(int32_t frame, DecodedFrame* decoded, const DecodedFrame* substitute) {
+bool QorixFrameSource::Decode(int32_t frame, DecodedFrame* decoded) {
   if (!SetUp(frame, decoded) || !ReadSliceData(decoded)) return false;
-  const FrameHead& head = decoded->head;
-  const bool fits = substitute != nullptr && substitute->head.width == head.width && substitute->head.height == head.height;
-  decode_slices(state().pool.get(), decoded, SliceData(*decoded), decoded->samples.data(), size_t(head.width) * 2, 0,
-                int32_t(decoded->sliceSizes.size()) - 1, fits ? substitute->samples.data() : nullptr, 0);
+  decode_slices(state().pool.get(), decoded, SliceData(*decoded), decoded->samples.data(), RowBytes(*decoded), 0,
+                int32_t(decoded->sliceSizes.size()) - 1, nullptr, 0);
   return true;
 }
 
-void QorixFrameSource::SubstituteBadSlices(int32_t frame) {
+void QorixFrameSource::FillBadSlices() {
   if (heldFrame_ != referenceFrame_) {
     heldFrame_ = -1;
-    if (!Decode(referenceFrame_, &reference_, nullptr)) {
+    // It was good when it was read; bad slices now mean that memory or the file failed.
+    if (!Decode(referenceFrame_, &reference_) || reference_.badSlices > 0) {
       message_.Clear();
       return;
     }
     heldFrame_ = referenceFrame_;
   }
-  if (!Decode(frame, &frame_, &reference_)) message_.Clear();
+  if (reference_.head.width != frame_.head.width || reference_.head.height != frame_.head.height) return;
+  SubstituteBadSlices(&frame_, frame_.samples.data(), RowBytes(frame_), reference_.samples.data());
 }
 
 bool QorixFrameSource::LeadingSlicesAreWhole(int32_t count) const {
-  const Bytes data = SliceData(frame_);
-  for (size_t i = 0; i < size_t(count); ++i) {
-    if (frame_.sliceOffsets[i] > data.size() || frame_.sliceSizes[i] > data.size() - frame_.sliceOffsets[i]) return false;
-    const Bytes slice = data.subspan(size_t(frame_.sliceOffsets[i]), frame_.sliceSizes[i]);
-    if (frame_.head.hasSliceCrcs && crc32c_update(0, slice) != frame_.sliceCrcs[i]) return false;
+  for (uint32_t slice = 0; slice < uint32_t(count); ++slice) {
+    if (CheckSlice(frame_, SliceData(frame_), slice, true) != kSliceGood) return false;
   }
   return true;
 }
@@ -157,8 +162,8 @@ bool QorixFrameSource::DecodeForSlot(DirectOutput* output, int32_t slot) {
   uint16_t* const slotSamples = output->SlotSamples(slot);
   uint16_t* const samples = slotSamples != nullptr ? slotSamples : frame_.samples.data();
   const uint32_t flags = slotSamples != nullptr ? kDecodeShiftOnly : kDecodeUnmapped;
-  if (leading < slices && decode_slices(state().pool.get(), &frame_, SliceData(frame_), samples, size_t(frame_.head.width) * 2, leading,
-                                        slices - 1, nullptr, flags) != 0) {
+  if (leading < slices &&
+      decode_slices(state().pool.get(), &frame_, SliceData(frame_), samples, RowBytes(frame_), leading, slices - 1, nullptr, flags) != 0) {
     return false;
   }
   output->HandOver(slot, frame_, SliceData(frame_), samples);

@@ -47,7 +47,7 @@ TEST(QorixReader, DecodesEveryCodingExactly) {
     for (int32_t frame = 0; frame < 8; ++frame) {
       ASSERT_EQ(open.reader->ReadFrame(frame, &open.raw, kReadUnpacked), 0) << open.reader->LastMessage();
       EXPECT_EQ(SamplesOf(open.raw), ExpectedSamples(recording.options, frame)) << frame;
-      EXPECT_EQ(open.raw.dng.bitsPerSample, row.shift == 0 ? 12u : open.raw.dng.bitsPerSample);
+      EXPECT_EQ(open.raw.dng.bitsPerSample, 12u);
     }
     EXPECT_EQ(open.reader->ReadFrame(8, &open.raw, 0), -1);
     EXPECT_STREQ(open.reader->LastMessage(), "frame 8 missing");
@@ -113,6 +113,7 @@ TEST(QorixReader, BadSlicesComeFromTheLastGoodFrame) {
 
   EXPECT_EQ(open.reader->ReadFrame(5, &open.raw, 0), -1);
   EXPECT_STREQ(open.reader->LastMessage(), "frame 5: all slices bad (4)");
+  EXPECT_EQ(qorix_read_stats(*open.reader).badSlices, 4);
   EXPECT_EQ(open.reader->ReadFrame(6, &open.raw, 0), 0);
 }
 
@@ -124,15 +125,53 @@ TEST(QorixReader, RefusesWhatHoldsNoFrame) {
   EXPECT_EQ(open.message, ".qorix: no whole frames (records 1, damaged areas 0)");
 }
 
+/// Whether an allocation was refused since FailAllocationForTest(n): if not, one of the next n + 1 is.
+bool AllocationWasRefused(int64_t n) {
+  for (int64_t i = 0; i <= n; ++i) {
+    void* const block = AllocateAligned(1);
+    if (block == nullptr) return false;
+    FreeAligned(block);
+  }
+  return true;
+}
+
+// Each allocation of open, read and substitution fails in turn. What is delivered nevertheless has its samples and says what is bad.
 TEST(QorixReader, SurvivesShortMemory) {
-  const TestRecording recording = MakeTestRecording();
-  for (int64_t n = 0; n < 12; ++n) {
+  TestRecording recording = MakeTestRecording();
+  CorruptSlice(&recording.file, 3, 2);
+  const std::vector<uint16_t> before = LinearSamples(recording.options, 1), whole = LinearSamples(recording.options, 3);
+  bool refused = true;
+  for (int64_t n = 0; refused; ++n) {
+    SCOPED_TRACE(n);
     FailAllocationForTest(n);
     OpenReader open(recording.file);
-    if (open.reader != nullptr) (void)open.reader->ReadFrame(1, &open.raw, 0);
+    const auto read = [&](int32_t frame) {
+      return open.reader->ReadFrame(frame, &open.raw, 0) == 0 ? "" : std::string(open.reader->LastMessage());
+    };
+    if (open.reader == nullptr) {
+      EXPECT_EQ(open.message, ".qorix: out of memory");
+    } else {
+      const std::string message = read(1);
+      if (message.empty()) {
+        EXPECT_EQ(SamplesOf(open.raw), before);
+      } else if (message != "frame 1: all slices bad (4)") {  // no scratch for the only task
+        EXPECT_EQ(message, "out of memory for frame 1");
+      }
+      ASSERT_EQ(read(3), "");
+      const QorixReadStats stats = qorix_read_stats(*open.reader);
+      EXPECT_EQ(stats.badSlices, 1);
+      std::vector<uint16_t> expected = whole;
+      const auto bad = expected.begin() + 2 * 16 * 96;
+      if (stats.substitutedSlices == 1) {
+        std::copy_n(before.begin() + 2 * 16 * 96, 16 * 96, bad);
+      } else {
+        std::fill_n(bad, 16 * 96, 0);
+      }
+      EXPECT_EQ(SamplesOf(open.raw), expected);
+    }
+    refused = AllocationWasRefused(n);
     FailAllocationForTest(-1);
-    if (open.reader == nullptr) continue;
-    EXPECT_EQ(open.reader->ReadFrame(1, &open.raw, 0), 0) << open.reader->LastMessage();
+    EXPECT_TRUE(refused || (open.reader != nullptr && qorix_read_stats(*open.reader).substitutedSlices == 1));
   }
 }
 
