@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <new>
 
 #include "qorix/qorix_rates.h"
 #include "qorix/qorix_sound.h"
@@ -193,14 +194,17 @@ QorixState& qorix_state(SourceTimeline& source) {
 int qorix_source_open(SourceTimeline* source, const ByteSource& file, Message message) {
   qorix_source_close(source);
   source->kind = ContainerKind::kQorix;
-  auto state = std::make_unique<QorixState>();
-  const int result = OpenInto(source, state.get(), file, message);
-  if (result != 0) {
-    qorix_source_close(source);
-    return result;
+  try {
+    auto state = std::make_unique<QorixState>();
+    if (OpenInto(source, state.get(), file, message) == 0) {
+      source->container = std::move(state);
+      return 0;
+    }
+  } catch (const std::bad_alloc&) {
+    message.Fail("out of memory");
   }
-  source->container = std::move(state);
-  return 0;
+  qorix_source_close(source);
+  return -1;
 }
 
 void qorix_source_close(SourceTimeline* source) {

@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <new>
+#include <string_view>
+
 #include "media/frame_timeline.h"
 #include "qorix/qorix_rates.h"
 #include "tests/qorix/recording_support.h"
@@ -162,6 +166,40 @@ TEST(QorixSource, TrustsSoundOffsetsOnlyInTheWindow) {
     OpenSource open(recording);
     EXPECT_EQ(open.source.soundPlacement.source, row.source);
     EXPECT_EQ(open.source.soundPlacement.note, row.note);
+  }
+}
+
+/// A file of which the n-th read finds no memory, and only that one.
+class ShortOfMemory final : public ByteSource {
+ public:
+  ShortOfMemory(Bytes bytes, int failing) : memory_(bytes), left_(failing) {}
+  uint64_t size() const override { return memory_.size(); }
+  uint64_t ReadAt(uint64_t offset, void* out, uint64_t count) const override {
+    if (left_-- == 0) throw std::bad_alloc();
+    return memory_.ReadAt(offset, out, count);
+  }
+  bool refused() const { return left_ < 0; }
+
+ private:
+  MemorySource memory_;
+  mutable int left_;
+};
+
+TEST(QorixSource, SaysWhenMemoryRunsOutAnywhere) {
+  const TestRecording recording = MakeTestRecording();
+  bool refused = true;
+  for (int n = 0; refused; ++n) {
+    SCOPED_TRACE(n);
+    const ShortOfMemory file(recording.file, n);
+    SourceTimeline source;
+    MessageBuffer<256> message;
+    const int result = qorix_source_open(&source, file, message);
+    refused = file.refused();
+    if (result == 0) continue;  // none was refused, or a part took care of it
+    EXPECT_TRUE(refused);
+    EXPECT_TRUE(std::string_view(message.text()).ends_with("out of memory")) << message.text();
+    EXPECT_EQ(source.container, nullptr);
+    EXPECT_TRUE(source.frames.empty());
   }
 }
 
