@@ -24,8 +24,7 @@ const Case kCases[] = {
 
 void Means(benchmark::State& state, const Case& table, int threads) {
   std::vector<uint32_t> binStarts;
-  int32_t bits = 0;
-  if (!qx::ComputeBinStarts(table.parameters, &binStarts, &bits, {})) return state.SkipWithError("no bins");
+  if (!qx::ComputeBinStarts(table.parameters, &binStarts, {})) return state.SkipWithError("no bins");
   const qx::WorkerPoolPtr pool = threads > 1 ? qx::worker_pool_create(threads - 1) : nullptr;
   std::vector<double> means;
   for (auto _ : state) {

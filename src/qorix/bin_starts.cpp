@@ -61,10 +61,11 @@ struct BitDepthCurve {
   }
 };
 
-bool ComputeBitDepthBins(const TableParameters& p, std::vector<uint32_t>* binStarts, int32_t* bitDepth, Message message) {
+bool ComputeBitDepthBins(const TableParameters& p, std::vector<uint32_t>* binStarts, Message message) {
   const double white = std::rint(double(p.p80));
-  if (!CheckBitDepth(p, white, bitDepth, message)) return false;
-  const BitDepthCurve curve = {(uint32_t(1) << *bitDepth) - 1, uint32_t(white), p.p76 > 0.5f};
+  int32_t bitDepth = 0;
+  if (!CheckBitDepth(p, white, &bitDepth, message)) return false;
+  const BitDepthCurve curve = {(uint32_t(1) << bitDepth) - 1, uint32_t(white), p.p76 > 0.5f};
   binStarts->push_back(0);
   uint32_t code = 0, before = 0;
   for (uint32_t value = 1; value <= curve.count; ++value) {
@@ -91,14 +92,13 @@ bool CheckBitDepth(const TableParameters& parameters, double white, int32_t* bit
   return false;
 }
 
-bool ComputeBinStarts(const TableParameters& parameters, std::vector<uint32_t>* binStarts, int32_t* bitDepth, Message message) {
+bool ComputeBinStarts(const TableParameters& parameters, std::vector<uint32_t>* binStarts, Message message) {
   binStarts->clear();
-  *bitDepth = 0;
   for (const float number : {parameters.p72, parameters.p76, parameters.p80, parameters.p84}) {
     if (!std::isfinite(number)) return false;
   }
   if (parameters.p84 == 0) return false;
-  return parameters.p84 > 0 ? ComputeNoiseBins(parameters, binStarts) : ComputeBitDepthBins(parameters, binStarts, bitDepth, message);
+  return parameters.p84 > 0 ? ComputeNoiseBins(parameters, binStarts) : ComputeBitDepthBins(parameters, binStarts, message);
 }
 
 }  // namespace qx

@@ -30,7 +30,7 @@ bool ReadRecordedTable(RecordingScan* scan, uint32_t number, DecodingTable* tabl
 }
 
 bool ComputeTable(const TableParameters& parameters, DecodingTable* table, Message message) {
-  if (!ComputeBinStarts(parameters, &table->binStarts, &table->bitDepth, message)) {
+  if (!ComputeBinStarts(parameters, &table->binStarts, message)) {
     if (message.empty()) message.Set("table #%u: neither QXRL nor valid frame parameters", parameters.tableNumber);
     return false;
   }

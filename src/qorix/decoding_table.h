@@ -1,6 +1,8 @@
 // Decoding tables: from codes of a non-linear quantisation back to linear values.
 #pragma once
 
+#include <array>
+#include <bit>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -17,7 +19,11 @@ struct TableParameters {
   float p72 = 0, p76 = 0, p80 = 0, p84 = 0;  // named by their offsets in the frame head
   uint16_t p88 = 0, p90 = 0;
 
-  bool operator==(const TableParameters&) const = default;
+  /// Bit by bit: a NaN equals itself, so that a recorded table with odd parameters is found in the cache.
+  bool operator==(const TableParameters& other) const {
+    using Bits = std::array<uint32_t, 6>;
+    return std::bit_cast<Bits>(*this) == std::bit_cast<Bits>(other);
+  }
 };
 
 /// A prepared table, shared by the frames that use it; immutable.
@@ -48,8 +54,7 @@ class TableCache {
 };
 
 /// Bin starts of both families, as pure functions; false with a message for parameters that give no table.
-[[nodiscard]] bool ComputeBinStarts(const TableParameters& parameters, std::vector<uint32_t>* binStarts, int32_t* bitDepth,
-                                    Message message);
+[[nodiscard]] bool ComputeBinStarts(const TableParameters& parameters, std::vector<uint32_t>* binStarts, Message message);
 
 /// Bits per code of the negative family: −p84 to the nearest integer. False with a message unless they are 1 … 16 and `white`, the largest
 /// linear value, is 0 … 65,535.

@@ -65,9 +65,9 @@ int frame_setup(RecordingScan* scan, int32_t frameIndex, TableCache* tables, Cam
   LocateSliceData(*scan, frame);
   if (!CheckFrameHead(frame->head, uint32_t(frame->sliceSizes.size()), message)) return 0;
   if (frame->head.mode == 1) {
-    frame->tableMode = frame->head.table.p84 < 0 ? 2 : 1;
     frame->table = tables->Get(scan, frame->head.table, pool, message);
     if (frame->table == nullptr) return 0;
+    frame->tableMode = frame->table->mode;
   }
   frame->decodable = true;
   frame_meta_read(scan, frame->chunk->seq, &frame->meta);
