@@ -76,11 +76,13 @@ const CameraModule* CameraModules::Find(RecordingScan* scan, Bytes physicalId) {
   return module != modules_.end() ? &*module : nullptr;
 }
 
-std::optional<Bytes> module_find_meta(const RecordingScan& scan, const CameraModule* module, Item id) {
+std::optional<Bytes> module_find_meta(const RecordingScan& scan, const CameraModule* module, Item id, size_t minimumBytes) {
+  const auto isLongEnough = [minimumBytes](const std::optional<Bytes>& value) { return value && value->size() >= minimumBytes; };
   if (module != nullptr) {
-    if (const std::optional<Bytes> own = FindItem(module->list, id)) return own;
+    if (const std::optional<Bytes> own = FindItem(module->list, id); isLongEnough(own)) return own;
   }
-  return recording_find_meta(scan, id);
+  const std::optional<Bytes> value = recording_find_meta(scan, id);
+  return isLongEnough(value) ? value : std::nullopt;
 }
 
 Bytes find_blob(RecordingScan* scan, uint16_t kind, uint32_t seq) {

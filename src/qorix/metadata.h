@@ -98,8 +98,8 @@ class CameraModules {
   std::vector<CameraModule> modules_;
 };
 
-/// The module's own item, else the static one. `module` may be null.
-std::optional<Bytes> module_find_meta(const RecordingScan& scan, const CameraModule* module, Item id);
+/// The module's own item, else the static one; those with fewer than `minimumBytes` do not count. `module` may be null.
+std::optional<Bytes> module_find_meta(const RecordingScan& scan, const CameraModule* module, Item id, size_t minimumBytes = 0);
 
 /// Payload of a blob, empty when there is none. Valid until the scan's next read.
 Bytes find_blob(RecordingScan* scan, uint16_t kind, uint32_t seq);

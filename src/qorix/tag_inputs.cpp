@@ -127,12 +127,7 @@ std::optional<Bytes> TagInputs::Dynamic(Item id, size_t bytes) const {
 }
 
 std::optional<Bytes> TagInputs::Static(Item id, size_t bytes) const {
-  const auto isLongEnough = [bytes](const std::optional<Bytes>& value) { return value && value->size() >= bytes; };
-  if (module != nullptr) {
-    if (const std::optional<Bytes> own = FindItem(module->list, id); isLongEnough(own)) return own;
-  }
-  const std::optional<Bytes> value = recording_find_meta(scan, id);
-  return isLongEnough(value) ? value : std::nullopt;
+  return module_find_meta(scan, module, id, bytes);
 }
 
 FieldGeometry ComputeFieldGeometry(const TagInputs& inputs) {
