@@ -1,11 +1,10 @@
 #include "qorix/qorix_sound.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "base/checked.h"
-#include "base/grow_buffer.h"
+#include "qorix/sound_chunk.h"
 
 namespace qx {
 
@@ -14,35 +13,23 @@ namespace {
 constexpr size_t kMostPairs = 8, kMostOddChunks = 16;
 constexpr size_t kNoteBytes = 160;
 
-// The head fields of a sound chunk, as its record keeps them.
-struct SoundChunk {
-  const ChunkRecord* record;
-  uint64_t firstSample() const { return record->extra0; }
-  uint32_t frames() const { return record->key1; }
-  uint32_t rate() const { return record->key2; }
-  uint16_t channels() const { return uint16_t(record->key3); }
-  uint8_t format() const { return uint8_t(record->key3 >> 16); }
-  uint64_t bodyBytes() const { return record->usedSize - record->headLength; }
-};
-
+const ChunkRecord& RecordAt(const RecordingScan& scan, size_t i) {
+  return scan.records[size_t(scan.sound[i].record)];
+}
 SoundChunk ChunkAt(const RecordingScan& scan, size_t i) {
-  return {&scan.records[size_t(scan.sound[i].record)]};
+  return SoundChunkOf(RecordAt(scan, i));
 }
 
-uint32_t BytesPerSample(uint8_t format) {
-  return format == 1 ? 2 : format == 2 ? 3 : format == 3 || format == 4 ? 4 : 0;
-}
-
-void NotePair(QorixSoundInfo* info, const SoundChunk& chunk) {
-  const std::pair<uint8_t, uint32_t> pair(chunk.format(), chunk.rate());
+void NotePair(QorixSoundInfo* info, const SoundFormat& format) {
+  const std::pair<uint8_t, uint32_t> pair(format.format, format.rate);
   auto& pairs = info->formatsAndRates;
   if (pairs.size() < kMostPairs && std::find(pairs.begin(), pairs.end(), pair) == pairs.end()) pairs.push_back(pair);
 }
 
-void NoteLength(QorixSoundInfo* info, const SoundChunk& chunk) {
-  const uint64_t promised = uint64_t(chunk.frames()) * BytesPerSample(chunk.format()) * chunk.channels();
-  if (chunk.bodyBytes() == promised) return;
-  if (info->oddChunkSeqs.size() < kMostOddChunks) info->oddChunkSeqs.push_back(chunk.record->seq);
+void NoteLength(QorixSoundInfo* info, const SoundChunk& chunk, uint32_t seq) {
+  const uint64_t promised = uint64_t(chunk.frames) * chunk.format.bytesPerSample() * chunk.format.channels;
+  if (chunk.bodyBytes == promised) return;
+  if (info->oddChunkSeqs.size() < kMostOddChunks) info->oddChunkSeqs.push_back(seq);
   ++info->oddChunks;
 }
 
@@ -61,22 +48,22 @@ void ReadItems(const RecordingScan& scan, QorixSoundInfo* info) {
 void Summarise(const RecordingScan& scan, QorixSoundInfo* info) {
   const SoundChunk first = ChunkAt(scan, 0), last = ChunkAt(scan, scan.sound.size() - 1);
   info->present = scan.soundSummary.present;
-  info->format = first.format();
-  info->rate = first.rate();
-  info->channels = first.channels();
+  info->format = first.format.format;
+  info->rate = first.format.rate;
+  info->channels = first.format.channels;
   info->chunks = int32_t(scan.sound.size());
   for (size_t i = 0; i < scan.sound.size(); ++i) {
     const SoundChunk chunk = ChunkAt(scan, i);
-    NotePair(info, chunk);
-    NoteLength(info, chunk);
-    info->totalFrames += chunk.frames();
+    NotePair(info, chunk.format);
+    NoteLength(info, chunk, RecordAt(scan, i).seq);
+    info->totalFrames += chunk.frames;
   }
   std::sort(info->formatsAndRates.begin(), info->formatsAndRates.end());
   info->durationSeconds = double(info->totalFrames) / (info->rate < 2 ? 1 : info->rate);
   const double start = double(scan.header.sensorStartNs);
-  info->startMs = (double(first.record->timestamp) - start) / 1e6;
-  const double lastNs = double(last.frames()) * 1e9 / std::max<uint32_t>(last.rate(), 1);
-  info->endMs = (double(last.record->timestamp) + lastNs - start) / 1e6;
+  info->startMs = (double(RecordAt(scan, 0).timestamp) - start) / 1e6;
+  const double lastNs = double(last.frames) * 1e9 / std::max<uint32_t>(last.format.rate, 1);
+  info->endMs = (double(RecordAt(scan, scan.sound.size() - 1).timestamp) + lastNs - start) / 1e6;
   info->deliveryRate = info->hasPlayItem && info->recordedRate == info->rate ? info->playbackRate : info->rate;
 }
 
@@ -94,7 +81,7 @@ void Place(const RecordingScan& scan, const SourceTimeline& source, const QorixS
     return;
   }
   const double stretch = stretched ? source.captureFps / source.fps : 1;
-  const double soundNs = double(ChunkAt(scan, 0).record->timestamp);
+  const double soundNs = double(RecordAt(scan, 0).timestamp);
   const double frameNs = double(scan.records[size_t(scan.frames[0].record)].timestamp);
   const double offset = stretch * (soundNs - frameNs) / 1e9;
   const double window = std::max(stretch, 1.0);
@@ -134,7 +121,7 @@ int64_t qorix_read_sound(RecordingScan* scan, uint64_t first, uint64_t count, ui
   const uint64_t frameBytes = summary.bytesPerFrame;
   std::memset(buffer, 0, size_t(count * frameBytes));
   const uint64_t begin = first + summary.firstSample, end = begin + count;
-  const SoundChunk pattern = ChunkAt(*scan, 0);
+  const SoundFormat format = ChunkAt(*scan, 0).format;
 
   size_t at = 0;
   if (summary.monotonic && scan->sound.size() >= 2) {
@@ -145,13 +132,13 @@ int64_t qorix_read_sound(RecordingScan* scan, uint64_t first, uint64_t count, ui
   }
   for (; at < scan->sound.size(); ++at) {
     const SoundChunk chunk = ChunkAt(*scan, at);
-    if (summary.monotonic && chunk.firstSample() >= end) break;
-    if (chunk.rate() != pattern.rate() || chunk.channels() != pattern.channels() || chunk.format() != pattern.format()) continue;
-    const uint64_t frames = std::min<uint64_t>(chunk.frames(), chunk.bodyBytes() / frameBytes);
-    const uint64_t chunkEnd = CheckedAdd(chunk.firstSample(), frames).value_or(UINT64_MAX);
-    const uint64_t from = std::max(begin, chunk.firstSample()), to = std::min(end, chunkEnd);
+    if (summary.monotonic && chunk.firstSample >= end) break;
+    if (chunk.format != format) continue;
+    const uint64_t frames = std::min<uint64_t>(chunk.frames, chunk.bodyBytes / frameBytes);
+    const uint64_t chunkEnd = CheckedAdd(chunk.firstSample, frames).value_or(UINT64_MAX);
+    const uint64_t from = std::max(begin, chunk.firstSample), to = std::min(end, chunkEnd);
     if (from >= to) continue;
-    const uint64_t offset = chunk.record->offset + chunk.record->headLength + (from - chunk.firstSample()) * frameBytes;
+    const uint64_t offset = chunk.bodyOffset + (from - chunk.firstSample) * frameBytes;
     if (!scan->file->ReadExactly(offset, buffer + (from - begin) * frameBytes, (to - from) * frameBytes)) return -1;
   }
   return int64_t(count);

@@ -7,6 +7,7 @@
 #include "base/message.h"
 #include "qorix/chunk_head.h"
 #include "qorix/recording_header.h"
+#include "qorix/sound_chunk.h"
 
 namespace qx {
 
@@ -58,38 +59,12 @@ size_t DropRepeats(ChunkList* list) {
   return count;
 }
 
-struct SoundFormat {
-  uint32_t rate;
-  uint16_t channels;
-  uint8_t format;
-
-  bool operator==(const SoundFormat&) const = default;
-};
-
-SoundFormat FormatOf(const ChunkRecord& chunk) {
-  return {chunk.key2, uint16_t(chunk.key3), uint8_t(chunk.key3 >> 16)};
-}
-
-uint32_t BytesPerSample(uint8_t format) {
-  switch (format) {
-    case 1:
-      return 2;
-    case 2:
-      return 3;
-    case 3:
-    case 4:
-      return 4;
-    default:
-      return 0;
-  }
-}
-
 // Sample frames from the recording's first to the chunk's end. A chunk that ends where no sample can be counted any more adds none.
-uint64_t ReachOf(const ChunkRecord& chunk, uint64_t firstSample) {
+uint64_t ReachOf(const SoundChunk& chunk, uint64_t firstSample) {
   constexpr uint64_t kLastSample = INT64_MAX;
-  const uint64_t count = chunk.key1;
-  if (chunk.extra0 > kLastSample - count || chunk.extra0 + count < firstSample) return 0;
-  return chunk.extra0 + count - firstSample;
+  const uint64_t count = chunk.frames;
+  if (chunk.firstSample > kLastSample - count || chunk.firstSample + count < firstSample) return 0;
+  return chunk.firstSample + count - firstSample;
 }
 
 }  // namespace
@@ -147,23 +122,22 @@ void BuildKindLists(RecordingScan* scan) {
 ScanSound SummariseSound(const Records& records, const ChunkList& list) {
   ScanSound sound;
   if (list.empty()) return sound;
-  const ChunkRecord& first = records[size_t(list.front().record)];
-  const SoundFormat format = FormatOf(first);
-  if (BytesPerSample(format.format) == 0 || format.channels == 0) return sound;
+  const SoundChunk first = SoundChunkOf(records[size_t(list.front().record)]);
+  if (first.format.bytesPerSample() == 0 || first.format.channels == 0) return sound;
   sound.present = true;
-  sound.format = format.format;
-  sound.rate = format.rate;
-  sound.channels = format.channels;
-  sound.bytesPerSample = BytesPerSample(format.format);
-  sound.bytesPerFrame = sound.bytesPerSample * format.channels;
-  sound.firstSample = first.extra0;
-  sound.totalFrames = first.key1;
-  uint64_t previous = first.extra0;
+  sound.format = first.format.format;
+  sound.rate = first.format.rate;
+  sound.channels = first.format.channels;
+  sound.bytesPerSample = first.format.bytesPerSample();
+  sound.bytesPerFrame = sound.bytesPerSample * sound.channels;
+  sound.firstSample = first.firstSample;
+  sound.totalFrames = first.frames;
+  uint64_t previous = first.firstSample;
   for (const ChunkListEntry& entry : list) {
-    const ChunkRecord& chunk = records[size_t(entry.record)];
-    if (FormatOf(chunk) == format) sound.totalFrames = std::max(sound.totalFrames, ReachOf(chunk, sound.firstSample));
-    if (chunk.extra0 < previous) sound.monotonic = false;
-    previous = chunk.extra0;
+    const SoundChunk chunk = SoundChunkOf(records[size_t(entry.record)]);
+    if (chunk.format == first.format) sound.totalFrames = std::max(sound.totalFrames, ReachOf(chunk, sound.firstSample));
+    if (chunk.firstSample < previous) sound.monotonic = false;
+    previous = chunk.firstSample;
   }
   return sound;
 }

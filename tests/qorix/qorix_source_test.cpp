@@ -4,6 +4,7 @@
 
 #include "media/frame_timeline.h"
 #include "qorix/qorix_rates.h"
+#include "qorix/scan_lists.h"
 #include "tests/qorix/recording_support.h"
 
 namespace qx {
@@ -146,24 +147,63 @@ TEST(QorixSource, DescribesAndReadsSound) {
   }
 }
 
+TEST(QorixSource, ReadsOnlyChunksOfTheFirstFormatAndWhatTheyHold) {
+  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
+    options.sound.format = 1;
+    options.sound.chunkFrames = 1000;
+    options.sound.foreignChunks = {2};
+    options.sound.oddSizedChunks = {4};  // ends within its last sample frame
+  });
+  OpenSource open(recording);
+  RecordingScan& scan = qorix_state(open.source).scan;
+  std::vector<uint8_t> expected = SoundBytes(recording.options.sound, 0, 6000);
+  std::fill_n(expected.begin() + 2000 * 4, 1000 * 4, 0);
+  std::fill_n(expected.begin() + 4999 * 4, 4, 0);
+  std::vector<uint8_t> got(expected.size(), 0xFF);
+  ASSERT_EQ(qorix_read_sound(&scan, 0, 6000, got.data()), 6000);
+  EXPECT_EQ(got, expected);
+  EXPECT_EQ(qorix_state(open.source).soundInfo.oddChunkSeqs, std::vector<uint32_t>{4});
+
+  // Chunks that do not follow each other in time are all looked at.
+  std::swap(scan.records[size_t(scan.sound[1].record)].extra0, scan.records[size_t(scan.sound[5].record)].extra0);
+  scan.soundSummary = SummariseSound(scan.records, scan.sound);
+  EXPECT_FALSE(scan.soundSummary.monotonic);
+  std::swap_ranges(expected.begin() + 1000 * 4, expected.begin() + 2000 * 4, expected.begin() + 5000 * 4);
+  for (const uint64_t first : {1000u, 5000u}) {
+    ASSERT_EQ(qorix_read_sound(&scan, first, 1000, got.data()), 1000);
+    EXPECT_TRUE(std::equal(got.begin(), got.begin() + 4000, expected.begin() + ptrdiff_t(first) * 4)) << first;
+  }
+}
+
 TEST(QorixSource, TrustsSoundOffsetsOnlyInTheWindow) {
   struct Row {
     double start;
     uint8_t clockSync;
+    uint32_t captureRate, playbackSoundRate;
     SoundOffsetSource source;
     const char* note;
   };
-  for (const Row& row : {Row{9.5, 1, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+9.500 s)"},
-                         Row{11, 1, SoundOffsetSource::kNone, "ts of the first .qorix chunk -> 11.000 s — not trusted"},
-                         Row{0.5, 0, SoundOffsetSource::kNone, "ts of .qorix chunks: sound clock not synced (clockSync 0)"}}) {
+  for (const Row& row : {Row{9.5, 1, 30, 0, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+9.500 s)"},
+                         Row{11, 1, 30, 0, SoundOffsetSource::kNone, "ts of the first .qorix chunk -> 11.000 s — not trusted"},
+                         Row{0.5, 0, 30, 0, SoundOffsetSource::kNone, "ts of .qorix chunks: sound clock not synced (clockSync 0)"},
+                         Row{2.5, 1, 120, 0, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+2.500 s)"},
+                         // Slow motion stretches the sound, the offset and the window alike.
+                         Row{2.5, 1, 120, 12000, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+10.000 s)"},
+                         Row{9.5, 1, 120, 12000, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+38.000 s)"},
+                         Row{10.5, 1, 120, 12000, SoundOffsetSource::kNone, "ts of the first .qorix chunk -> 42.000 s — not trusted"}}) {
+    SCOPED_TRACE(row.note);
     const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
       options.sound.format = 1;
       options.sound.startSeconds = row.start;
       options.sound.clockSync = row.clockSync;
-      options.frames = 360;
+      options.sound.playbackRate = row.playbackSoundRate;
+      options.file.header.capture = {row.captureRate, 1};
+      options.file.header.playback = {30, 1};
+      options.frames = int(row.captureRate) * 12;
       options.distinctPictures = 1;
     });
     OpenSource open(recording);
+    EXPECT_EQ(open.source.sound.sampleRate, row.playbackSoundRate != 0 ? 12000 : 48000);
     EXPECT_EQ(open.source.soundPlacement.source, row.source);
     EXPECT_EQ(open.source.soundPlacement.note, row.note);
   }
