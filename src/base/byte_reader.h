@@ -32,6 +32,9 @@ inline uint64_t LoadU64Le(const uint8_t* p) {
 inline uint64_t LoadU64Be(const uint8_t* p) {
   return LoadU32Be(p + 4) | uint64_t(LoadU32Be(p)) << 32;
 }
+inline float LoadF32Le(const uint8_t* p) {
+  return std::bit_cast<float>(LoadU32Le(p));
+}
 
 /// A cursor over bytes. The first read past the end makes the reader fail for good: every later read yields 0 or an empty span, so a whole
 /// record can be read first and `ok()` asked once. Does not own the bytes. Not thread-safe.

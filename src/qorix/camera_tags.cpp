@@ -107,7 +107,7 @@ std::array<Rational, 3> NeutralOf(const TagInputs& inputs) {
   }
   if (const auto item = inputs.Dynamic(Item::WB_GAINS, 16)) {
     std::array<double, 4> gain;
-    for (size_t i = 0; i < 4; ++i) gain[i] = double(std::bit_cast<float>(LoadU32Le(item->data() + 4 * i)));
+    for (size_t i = 0; i < 4; ++i) gain[i] = double(LoadF32Le(item->data() + 4 * i));
     if (std::all_of(gain.begin(), gain.end(), [](double g) { return g > 0; })) {
       const double green = (1 / gain[1] + 1 / gain[2]) / 2;
       return {ToRational(1 / gain[0] / green), Rational{1, 1}, ToRational(1 / gain[3] / green)};
@@ -155,7 +155,7 @@ const CameraModule* ModuleOf(RecordingScan* scan, CameraModules* modules, const 
 }  // namespace
 
 std::string_view TextOf(Bytes value) {
-  while (!value.empty() && value.back() == 0) value = value.first(value.size() - 1);
+  value = WithoutTrailingNuls(value);
   return {reinterpret_cast<const char*>(value.data()), value.size()};
 }
 
@@ -185,7 +185,7 @@ int build_frame_tags(RecordingScan* scan, CameraModules* modules, DecodedFrame* 
     AddTime(inputs, &block);
     AddExifTags(inputs, &block);
     AddGpsTags(inputs, &block);
-    frame->tags = block.Build();
+    frame->tags = std::move(block).Build();
   } catch (const std::bad_alloc&) {
     return message.Fail("out of memory (tags)");
   }

@@ -53,9 +53,6 @@ std::string Text(const char* format, Values... values) {
   return text;
 }
 
-float LoadF32(Bytes value) {
-  return std::bit_cast<float>(LoadU32Le(value.data()));
-}
 double LoadF64(Bytes value, size_t index) {
   return std::bit_cast<double>(LoadU64Le(value.data() + 8 * index));
 }
@@ -88,8 +85,8 @@ void AddExposure(const TagInputs& inputs, TiffBlock* block) {
       AddSigned(block, kShutterSpeed, -std::log2(double(nanoseconds) / double(kSecondNs)));
     }
   }
-  if (const auto item = inputs.Dynamic(Item::APERTURE, 4); item && LoadF32(*item) > 0) {
-    const double number = double(LoadF32(*item));
+  if (const auto item = inputs.Dynamic(Item::APERTURE, 4); item && LoadF32Le(item->data()) > 0) {
+    const double number = double(LoadF32Le(item->data()));
     AddRational(block, kFNumber, number);
     AddRational(block, kApertureValue, std::log2(number * number));
   }
@@ -97,8 +94,8 @@ void AddExposure(const TagInputs& inputs, TiffBlock* block) {
     const auto iso = int32_t(LoadU32Le(item->data()));
     if (iso > 0) block->Short(kIso, {uint16_t(std::min(iso, 65535))});
   }
-  if (const auto item = inputs.Dynamic(Item::FOCAL_LEN, 4); item && LoadF32(*item) > 0) {
-    AddRational(block, kFocalLength, double(LoadF32(*item)));
+  if (const auto item = inputs.Dynamic(Item::FOCAL_LEN, 4); item && LoadF32Le(item->data()) > 0) {
+    AddRational(block, kFocalLength, double(LoadF32Le(item->data())));
   }
 }
 
@@ -110,7 +107,7 @@ void AddModes(const TagInputs& inputs, TiffBlock* block) {
   block->Short(kExposureMode, {uint16_t(manualExposure ? 1 : 0)});
   block->Short(kWhiteBalance, {uint16_t(manualWhite ? 1 : 0)});
   const std::optional<Bytes> bias = inputs.Dynamic(Item::EV_COMP, 4);
-  AddSigned(block, kExposureBias, bias && !manualExposure ? double(LoadF32(*bias)) : 0);
+  AddSigned(block, kExposureBias, bias && !manualExposure ? double(LoadF32Le(bias->data())) : 0);
 }
 
 void AddTimes(const TagInputs& inputs, TiffBlock* block) {

@@ -9,11 +9,6 @@ namespace {
 
 constexpr uint64_t kShortestBlobHead = 48;  // up to and including the payload length
 
-Bytes WithoutTrailingNuls(Bytes text) {
-  while (!text.empty() && text.back() == 0) text = text.first(text.size() - 1);
-  return text;
-}
-
 // The payload stands in the body; some writers have it in the head. When neither has room for the promised length, the body is taken.
 Bytes ReadBlobPayload(RecordingScan* scan, const ChunkRecord& blob) {
   uint64_t begin = blob.headLength, length = blob.key2;
@@ -53,6 +48,11 @@ std::vector<CameraModule> ReadCameraModules(RecordingScan* scan) {
 }
 
 }  // namespace
+
+Bytes WithoutTrailingNuls(Bytes text) {
+  while (!text.empty() && text.back() == 0) text = text.first(text.size() - 1);
+  return text;
+}
 
 std::optional<Bytes> FindItem(Bytes list, Item id) {
   std::optional<Bytes> found;

@@ -73,6 +73,9 @@ void ForEachItem(Bytes list, Visit&& visit) {
   }
 }
 
+/// A string item without the NUL bytes at its end.
+Bytes WithoutTrailingNuls(Bytes text);
+
 /// The last item with that id in a list; nothing when there is none. An item of length 0 is found (empty value).
 std::optional<Bytes> FindItem(Bytes list, Item id);
 /// The same in the recording's static list.

@@ -37,10 +37,6 @@ class BigEndianWriter {
   std::vector<uint8_t> out_;
 };
 
-float LoadF32(Bytes value, size_t index) {
-  return std::bit_cast<float>(LoadU32Le(value.data() + 4 * index));
-}
-
 // Where each gain channel's phase begins, by pattern number.
 constexpr uint8_t kPhaseTop[4][4] = {{0, 0, 1, 1}, {0, 0, 1, 1}, {1, 0, 1, 0}, {1, 0, 1, 0}};
 constexpr uint8_t kPhaseLeft[4][4] = {{0, 1, 0, 1}, {1, 0, 1, 0}, {0, 0, 1, 1}, {1, 1, 0, 0}};
@@ -84,14 +80,14 @@ std::optional<Warp> WarpFromIntrinsics(Bytes intrinsics, Bytes distortion, const
   LensModel lens;
   lens.width = field.frameWidth;
   lens.height = field.frameHeight;
-  lens.focal = LoadF32(intrinsics, 0) * scale;
-  lens.centreX = LoadF32(intrinsics, 2) * scale;
-  lens.centreY = LoadF32(intrinsics, 3) * scale;
+  lens.focal = LoadF32Le(intrinsics.data()) * scale;
+  lens.centreX = LoadF32Le(intrinsics.data() + 8) * scale;
+  lens.centreY = LoadF32Le(intrinsics.data() + 12) * scale;
   if (field.fieldDiffers()) {
     lens.centreX -= float((field.fieldWidth - field.frameWidth) / 2);
     lens.centreY -= float((field.fieldHeight - field.frameHeight) / 2);
   }
-  for (size_t i = 0; i < 5; ++i) lens.d[i] = double(LoadF32(distortion, i));
+  for (size_t i = 0; i < 5; ++i) lens.d[i] = double(LoadF32Le(distortion.data() + 4 * i));
   const float reachX = std::max(lens.centreX, float(field.frameWidth) - lens.centreX);
   const float reachY = std::max(lens.centreY, float(field.frameHeight) - lens.centreY);
   const double ratio = double(std::sqrt(reachX * reachX + reachY * reachY) / lens.focal);
@@ -121,11 +117,11 @@ Warp WarpFromRadial(Bytes radial, const FieldGeometry& field) {
   Warp warp;
   double power = g2, unit = std::sqrt(2.0);
   for (size_t i = 0; i < 4; ++i) {
-    warp.kr[i] = double(LoadF32(radial, i)) * power * unit;
+    warp.kr[i] = double(LoadF32Le(radial.data() + 4 * i)) * power * unit;
     power *= g2;
     unit *= 2;
   }
-  for (size_t i = 0; i < 2; ++i) warp.kt[i] = 2 * double(LoadF32(radial, 4 + i)) * g2;
+  for (size_t i = 0; i < 2; ++i) warp.kt[i] = 2 * double(LoadF32Le(radial.data() + 16 + 4 * i)) * g2;
   warp.centreX = field.frameWidth / 2;
   warp.centreY = field.frameHeight / 2;
   return warp;

@@ -110,13 +110,13 @@ void FillRawType(const RecordingScan& scan, QorixState* state) {
 }
 
 void FillTotals(const RecordingScan& scan, QorixState* state) {
-  constexpr uint32_t kLastPart = 1;
   int64_t total = int64_t(FrameChunk(scan, scan.frames.size() - 1).seq) + 1;
   for (const ChunkRecord& record : scan.records) {
     if (record.tag == kTagPeriodicIndex) total = std::max(total, int64_t(record.key1));
   }
   if (scan.trailer.present) {
-    total = (scan.trailer.flags & kLastPart) != 0 ? int64_t(scan.trailer.frameCount) : std::max(total, int64_t(scan.trailer.frameCount));
+    const auto written = int64_t(scan.trailer.frameCount);
+    total = scan.trailer.isLastPart() ? written : std::max(total, written);
   }
   state->framesTotal = total;
   state->framesLost = std::max<int64_t>(0, total - int64_t(scan.frames.size()));

@@ -42,9 +42,11 @@ struct RecordingHeader {
 struct TrailerInfo {
   bool present = false;
   uint64_t indexOffset = kNoOffset, headerOffset = kNoOffset;
-  uint32_t flags = 0;       // bit 0: last part of the recording
+  uint32_t flags = 0;
   uint32_t frameCount = 0;  // frames written in the recording
   uint64_t partBytes = 0;
+
+  bool isLastPart() const { return (flags & 1) != 0; }
 };
 
 /// An entry of a per-kind list, sorted by (subkey, key, record).

@@ -15,7 +15,6 @@ namespace {
 
 constexpr size_t kMaxPartNumbers = 8;
 constexpr size_t kWarningBytes = 256;
-constexpr uint32_t kTrailerLastPart = 1;
 
 using Records = std::vector<ChunkRecord>;
 
@@ -175,7 +174,7 @@ std::string ScanWarning(const RecordingHeader& header, const TrailerInfo& traile
     warning.view().Set("header: incompat bits 0x%X — a newer reader is needed (spec §1 item 7)", unsigned(header.incompatibleBits));
   } else if (header.partNumber != 0) {
     warning.view().Set("part %u of the recording: parts are not joined, only this file is read", unsigned(header.partNumber));
-  } else if (trailer.present && (trailer.flags & kTrailerLastPart) == 0) {
+  } else if (trailer.present && !trailer.isLastPart()) {
     warning.view().Set("part %u is not the last: the following parts are not read", unsigned(header.partNumber));
   }
   return warning.text();

@@ -167,7 +167,7 @@ FrameLevels ComputeFrameLevels(const TagInputs& inputs) {
   int shift = 0;
   if (const auto item = inputs.Dynamic(Item::DYN_BLACK, 16)) {
     const double staticMean = Mean(black);
-    for (size_t i = 0; i < 4; ++i) black[i] = double(std::bit_cast<float>(LoadU32Le(item->data() + 4 * i)));
+    for (size_t i = 0; i < 4; ++i) black[i] = double(LoadF32Le(item->data() + 4 * i));
     if (staticMean > 0) shift = LevelShift(Mean(black) / staticMean);
   }
   if (const auto item = inputs.Dynamic(Item::DYN_WHITE, 4); item && LoadI32(*item, 0) > 0) white = LoadI32(*item, 0);

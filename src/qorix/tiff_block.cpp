@@ -87,25 +87,24 @@ void TiffBlock::SignedRationals(uint16_t tag, std::span<const SignedRational> va
   Raw(tag, kSignedRational, bytes, 8);
 }
 
-std::vector<uint8_t> TiffBlock::Build() const {
-  TiffBlock whole = *this;
-  whole.Select(TiffIfdKind::kMain);
-  if (!entries_[1].empty()) whole.Long(kExifPointer, {0});
-  if (!entries_[2].empty()) whole.Long(kGpsPointer, {0});
+std::vector<uint8_t> TiffBlock::Build() && {
+  Select(TiffIfdKind::kMain);
+  if (!entries_[1].empty()) Long(kExifPointer, {0});
+  if (!entries_[2].empty()) Long(kGpsPointer, {0});
 
   // All IFDs first, then the values that do not fit their entries.
   uint32_t ifdOffset[3] = {};
   uint32_t dataOffset = kHeaderBytes;
   for (size_t i = 0; i < 3; ++i) {
-    if (whole.entries_[i].empty()) continue;
+    if (entries_[i].empty()) continue;
     ifdOffset[i] = dataOffset;
-    dataOffset += uint32_t(2 + 12 * whole.entries_[i].size() + 4);
+    dataOffset += uint32_t(2 + 12 * entries_[i].size() + 4);
   }
   std::vector<uint8_t> out = {'I', 'I', 42, 0};
   Put32(out, kHeaderBytes);
   std::vector<uint8_t> data;
   for (size_t i = 0; i < 3; ++i) {
-    std::vector<Entry>& entries = whole.entries_[i];
+    std::vector<Entry>& entries = entries_[i];
     if (entries.empty()) continue;
     std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.tag < b.tag; });
     Put16(out, uint16_t(entries.size()));

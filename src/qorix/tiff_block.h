@@ -37,8 +37,9 @@ class TiffBlock {
   void Rationals(uint16_t tag, std::span<const Rational> values);
   void SignedRationals(uint16_t tag, std::span<const SignedRational> values);
 
-  /// Header, IFDs and data. Pointers to the EXIF and GPS IFDs are added when these have entries.
-  std::vector<uint8_t> Build() const;
+  /// Header, IFDs and data. Pointers to the EXIF and GPS IFDs are added when these have entries. Uses the
+  /// block up.
+  std::vector<uint8_t> Build() &&;
 
  private:
   enum Type : uint16_t { kByte = 1, kAscii = 2, kShort = 3, kLong = 4, kRational = 5, kUndefined = 7, kSignedRational = 10 };
