@@ -1,4 +1,5 @@
-// A way for development to take slices as they are: the reader decodes only what the taker leaves to it.
+// A way for development to take slices as they are: the reader decodes only what the taker leaves to it. It is the seam for development on
+// the graphics card; nothing takes it yet.
 #pragma once
 
 #include <cstdint>
