@@ -1,0 +1,142 @@
+#include "tools/qorix-check/health.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/qorix/recording_support.h"
+#include "tools/qorix-check/report.h"
+
+namespace tool {
+namespace {
+
+using qx::TestRecording;
+
+void SpoilFrame(TestRecording* recording, uint32_t frame) {
+  for (uint32_t slice = 0; slice < 4; ++slice) qx::CorruptSlice(&recording->file, frame, slice);
+}
+
+void CutIntoLastFrame(TestRecording* recording) {
+  const qx::QorixPlacedChunk& last = recording->contents.chunks[recording->contents.frames.back().chunk];
+  qx::CutAt(&recording->file, last.end() - 64);
+}
+
+// Eight frames of four slices each. Verdicts are the exit codes of the command.
+TEST(Health, TellsWhatIsWholeDamagedOrLost) {
+  struct Row {
+    const char* what;
+    void (*edit)(qx::QorixRecordingOptions&);
+    void (*damage)(TestRecording*);
+    int verdict;
+    int64_t frames, lost, cutOff;
+    std::vector<std::vector<int32_t>> faults;  // frame, bad slices, filled ones
+    bool foreign;
+    const char* reason;
+  };
+  const auto asIs = [](qx::QorixRecordingOptions&) {};
+  const auto none = [](TestRecording*) {};
+  for (const Row& row : {
+           Row{"whole", asIs, none, 0, 8, 0, 0, {}, false, ""},
+           Row{"a frame is not in the file",
+               [](qx::QorixRecordingOptions& options) { options.lostSlots = {2}; },
+               none,
+               1,
+               7,
+               1,
+               0,
+               {},
+               false,
+               ""},
+           Row{"cut", asIs, CutIntoLastFrame, 1, 8, 0, 1, {{7, 1, 1}}, false, ""},
+           Row{"a bad slice",
+               asIs,
+               [](TestRecording* recording) { qx::CorruptSlice(&recording->file, 3, 1); },
+               1,
+               8,
+               0,
+               0,
+               {{3, 1, 1}},
+               false,
+               ""},
+           Row{"a frame of bad slices",
+               asIs,
+               [](TestRecording* recording) { SpoilFrame(recording, 5); },
+               1,
+               8,
+               0,
+               0,
+               {{5, 4, 0}},
+               false,
+               ""},
+           Row{"remains of another recording",
+               [](qx::QorixRecordingOptions& options) { options.foreignEvery = 2; },
+               [](TestRecording* recording) { qx::DropTrailer(&recording->file, true); },
+               1,
+               8,
+               0,
+               0,
+               {},
+               true,
+               ""},
+           Row{"no frame can be decoded",
+               asIs,
+               [](TestRecording* recording) {
+                 for (uint32_t frame = 0; frame < 8; ++frame) SpoilFrame(recording, frame);
+               },
+               2,
+               8,
+               0,
+               0,
+               {{0, 4, 0}, {1, 4, 0}, {2, 4, 0}, {3, 4, 0}, {4, 4, 0}, {5, 4, 0}, {6, 4, 0}, {7, 4, 0}},
+               false,
+               ""},
+           Row{"header alone",
+               asIs,
+               [](TestRecording* recording) { qx::CutAt(&recording->file, recording->contents.chunks[1].offset); },
+               2,
+               0,
+               0,
+               0,
+               {},
+               false,
+               ".qorix: no whole frames (records 1, damaged areas 0)"},
+       }) {
+    SCOPED_TRACE(row.what);
+    TestRecording recording = qx::MakeTestRecording(row.edit);
+    row.damage(&recording);
+    const qx::MemorySource file(recording.file);
+    const Health health = CheckHealth(file, true, [](size_t, size_t) {});
+    EXPECT_EQ(int(health.verdict()), row.verdict) << HealthText("file", health);
+    EXPECT_EQ(health.reason, row.reason);
+
+    const nlohmann::json json = nlohmann::json::parse(HealthJson("file", health), nullptr, false);
+    ASSERT_TRUE(json.is_object());
+    EXPECT_EQ(json["verdict"], (std::vector<std::string>{"whole", "damaged", "unreadable"}[size_t(row.verdict)]));
+    EXPECT_EQ(json["reason"], row.reason);
+    EXPECT_EQ(json["frames"]["count"], row.frames);
+    EXPECT_EQ(json["frames"]["lost"], row.lost);
+    EXPECT_EQ(json["frames"]["cutOff"], row.cutOff);
+    EXPECT_EQ(json["foreignChunks"] > 0, row.foreign);
+    std::vector<std::vector<int32_t>> faults;
+    for (const auto& fault : json["frameFaults"]) faults.push_back({fault["frame"], fault["badSlices"], fault["substitutedSlices"]});
+    EXPECT_EQ(faults, row.faults);
+  }
+}
+
+// A screen shows eight faults and says how many there are; JSON lists them all.
+TEST(Health, ShortensLongListsInTextOnly) {
+  TestRecording recording = qx::MakeTestRecording([](qx::QorixRecordingOptions& options) { options.frames = 12; });
+  for (uint32_t frame = 1; frame < 11; ++frame) qx::CorruptSlice(&recording.file, frame, 0);
+  const qx::MemorySource file(recording.file);
+  const Health health = CheckHealth(file, true, [](size_t, size_t) {});
+  const std::string text = HealthText("file", health);
+  EXPECT_NE(text.find("file: damaged, but readable\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("12 frames, 10 with faults\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("frame 8: 1 bad slices"), std::string::npos) << text;
+  EXPECT_EQ(text.find("frame 9: 1 bad slices"), std::string::npos) << text;
+  EXPECT_NE(text.find("… and 2 more"), std::string::npos) << text;
+  EXPECT_EQ(nlohmann::json::parse(HealthJson("file", health))["frameFaults"].size(), 10u);
+}
+
+}  // namespace
+}  // namespace tool
