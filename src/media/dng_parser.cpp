@@ -42,8 +42,15 @@ void FillGeometry(const ImageIfd& raw, DngInfo* info) {
   info->bytesPerRow = rowBits ? *rowBits / 8 + (*rowBits % 8 != 0) : UINT64_MAX;
 }
 
+// No image has more strips or tiles. A record may hold a count a thousand times as high at one byte each, which would take gigabytes here.
+constexpr uint32_t kMaxStrips = 1 << 20;
+
 int FillStrips(const ImageIfd& raw, uint64_t recordSize, DngInfo* info, Message message) {
   const uint32_t count = raw.stripOffsets.count;
+  if (count > kMaxStrips) {  // as when memory is short: no message
+    message.Clear();
+    return -1;
+  }
   info->stripOffsets.reserve(count);
   info->stripByteCounts.reserve(count);
   info->contiguous = raw.tileWidth == 0;

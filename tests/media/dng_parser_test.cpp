@@ -161,6 +161,13 @@ TEST(DngParser, RefusesWithTheReason) {
   }
 }
 
+TEST(DngParser, RefusesAbsurdlyManyStripsLikeShortMemory) {
+  for (const auto& [count, expected] : {std::pair(1 << 20, "accepted"), std::pair((1 << 20) + 1, "")}) {
+    const std::vector<uint8_t> offsets(size_t(count), 8);
+    EXPECT_EQ(Refusal(Edited([&](TiffIfd&, TiffIfd& raw) { raw.Byte(273, offsets), raw.Byte(279, std::vector<uint8_t>{0}); })), expected);
+  }
+}
+
 TEST(DngParser, AcceptsAStripThatEndsWithTheRecord) {
   DngDescription d = Small();
   d.rowsPerStrip = 3;
