@@ -25,10 +25,19 @@ struct Job {
   Job* next = nullptr;
 };
 
+// A part that throws has failed; the count of finished parts must not miss it.
+int Call(const Job& job, int part) noexcept {
+  try {
+    return job.function(job.context, part);
+  } catch (...) {
+    return -1;
+  }
+}
+
 int RunPart(const Job& job, int part) {
-  if (job.timing == nullptr) return job.function(job.context, part);
+  if (job.timing == nullptr) return Call(job, part);
   const double start = MonotonicMs();
-  const int result = job.function(job.context, part);
+  const int result = Call(job, part);
   job.timing(job.timingContext, part, start, MonotonicMs() - start);
   return result;
 }

@@ -6,9 +6,9 @@
 
 namespace qx {
 
-/// Runs one part of a job; a non-zero result marks the part as failed but stops nobody.
+/// Runs one part of a job; a non-zero result marks the part as failed but stops nobody. An exception that leaves it counts as −1.
 using WorkerFunction = int (*)(void* context, int part);
-/// Told after each part: its start and its duration in milliseconds (MonotonicMs).
+/// Told after each part: its start and its duration in milliseconds (MonotonicMs). Must not throw.
 using WorkerTiming = void (*)(void* context, int part, double startMs, double durationMs);
 
 constexpr int kMaxWorkers = 16;

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <latch>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -32,6 +34,32 @@ TEST(WorkerPool, InlineRunStopsAtFirstFailure) {
   int calls = 0;
   EXPECT_EQ(RunParts(nullptr, 50, [&](int part) { return ++calls, part == 7 ? -3 : 0; }), -3);
   EXPECT_EQ(calls, 8);
+}
+
+// Hangs unless the caller and both threads work at the same time.
+TEST(WorkerPool, RunsPartsAtTheSameTime) {
+  const WorkerPoolPtr pool = worker_pool_create(2);
+  std::latch gate(3);
+  EXPECT_EQ(RunParts(pool.get(), 3, [&](int) { return gate.arrive_and_wait(), 0; }), 0);
+}
+
+TEST(WorkerPool, PartThatThrowsHasFailed) {
+  const WorkerPoolPtr pool = worker_pool_create(1);
+  for (bool onCaller : {true, false}) {
+    const auto caller = std::this_thread::get_id();
+    std::latch gate(2);
+    EXPECT_EQ(RunParts(pool.get(), 2,
+                       [&](int) {
+                         gate.arrive_and_wait();
+                         if ((std::this_thread::get_id() == caller) == onCaller) throw std::runtime_error("part");
+                         return 0;
+                       }),
+              -1);
+    std::atomic<int> calls{0};
+    EXPECT_EQ(RunParts(pool.get(), 8, [&](int) { return ++calls, 0; }), 0) << "after a throw";
+    EXPECT_EQ(calls, 8);
+  }
+  EXPECT_EQ(RunParts(nullptr, 2, [](int) -> int { throw std::runtime_error("part"); }), -1);
 }
 
 TEST(WorkerPool, ServesSeveralCallersAtOnce) {

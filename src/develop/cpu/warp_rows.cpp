@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include <vector>
 
 #include "base/grow_buffer.h"
 #include "develop/cpu/render_rows.h"
@@ -57,7 +56,12 @@ class WarpRows final : public RenderRows {
     // A footprint's centre lies at most one reach outside the image, its end one more.
     const int pad = 2 * int(std::ceil(WarpFootprints::Reach(g.scaleX()))) + 2;
     outputPitch_ = (size_t(g.output.width) + 15) & ~size_t(15);
-    return output_.Reserve(3 * outputPitch_) && footprints_.Reserve(plan) &&
+    int mostTouched = 1;
+    for (int y = firstRow; y < endRow; ++y) {
+      const RowRange& touched = plan.touchedRows[size_t(y)];
+      mostTouched = std::max(mostTouched, touched.last - touched.first + 1);
+    }
+    return output_.Reserve(3 * outputPitch_) && rowPointers_.Reserve(uint64_t(mostTouched)) && footprints_.Reserve(plan) &&
            ring_.Begin(linear, g.activeWidth, pad, plan.RingRows(firstRow, endRow), plan.FirstSourceRow(firstRow, endRow));
   }
 
@@ -74,9 +78,8 @@ class WarpRows final : public RenderRows {
   // Pointers to all rows that the footprints touch; rows outside the image are its edge rows.
   TexelRows TexelRowsFor(int y) {
     const RowRange& touched = plan_->touchedRows[size_t(y)];
-    rowPointers_.clear();
     for (int row = touched.first; row <= touched.last; ++row) {
-      rowPointers_.push_back(ring_.Row(std::clamp(row, 0, plan_->geometry.activeHeight - 1)));
+      rowPointers_[size_t(row - touched.first)] = ring_.Row(std::clamp(row, 0, plan_->geometry.activeHeight - 1));
     }
     return {rowPointers_.data(), touched.first};
   }
@@ -85,7 +88,7 @@ class WarpRows final : public RenderRows {
   const RenderPlan* plan_ = nullptr;
   TexelRing ring_;
   WarpFootprints footprints_;
-  std::vector<const float*> rowPointers_;
+  GrowBuffer<const float*> rowPointers_;
   GrowBuffer<float> output_;
   size_t outputPitch_ = 0;
 };
