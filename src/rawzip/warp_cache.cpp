@@ -1,43 +1,30 @@
 #include "rawzip/warp_cache.h"
 
 #include <algorithm>
-#include <bit>
+#include <utility>
 
 namespace qx {
 
 namespace {
 
-/// As stored: minus zero differs from zero.
-bool SameBits(double a, double b) {
-  return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b);
-}
-
-bool SameRadialPart(const RectilinearWarp& a, const RectilinearWarp& b) {
-  if (a.planes != b.planes || !SameBits(a.centreX, b.centreX) || !SameBits(a.centreY, b.centreY)) return false;
-  for (size_t p = 0; p < a.planes; ++p) {
-    for (int k = 0; k < 3; ++k) {
-      if (!SameBits(a.plane[p].kr[k], b.plane[p].kr[k])) return false;
-    }
+/// The values that make two warps the same model, or have the same radial part; as stored: minus zero differs from zero.
+std::string Key(const RectilinearWarp& warp, bool full) {
+  std::string key(1, char(warp.planes));
+  const auto add = [&key](const double* values, size_t count) {
+    key.append(reinterpret_cast<const char*>(values), count * sizeof(double));
+  };
+  add(&warp.centreX, 1);
+  add(&warp.centreY, 1);
+  for (size_t p = 0; p < warp.planes; ++p) {
+    add(warp.plane[p].kr, full ? 4 : 3);
+    if (full) add(warp.plane[p].kt, 2);
   }
-  return true;
+  return key;
 }
 
-bool SameModel(const RectilinearWarp& a, const RectilinearWarp& b) {
-  if (!SameRadialPart(a, b)) return false;
-  for (size_t p = 0; p < a.planes; ++p) {
-    const auto &left = a.plane[p], &right = b.plane[p];
-    if (!SameBits(left.kr[3], right.kr[3]) || !SameBits(left.kt[0], right.kt[0]) || !SameBits(left.kt[1], right.kt[1])) return false;
-  }
-  return true;
-}
-
-/// Index of an equal warp, appended when there is none. The newest are looked at first: neighbouring frames mostly agree.
-int32_t Intern(std::vector<RectilinearWarp>& table, const RectilinearWarp& warp,
-               bool (*same)(const RectilinearWarp&, const RectilinearWarp&)) {
-  const auto found = std::find_if(table.rbegin(), table.rend(), [&](const RectilinearWarp& known) { return same(known, warp); });
-  if (found != table.rend()) return int32_t(table.rend() - found) - 1;
-  table.push_back(warp);
-  return int32_t(table.size()) - 1;
+/// The number of a key, a new one when it was not seen before.
+int32_t Intern(std::unordered_map<std::string, int32_t>& numbers, std::string key) {
+  return numbers.try_emplace(std::move(key), int32_t(numbers.size())).first->second;
 }
 
 }  // namespace
@@ -46,6 +33,7 @@ bool WarpCache::Reset(int32_t frameCount) {
   frameCount_ = 0;
   radialParts_.clear();
   fullModels_.clear();
+  models_.clear();
   const auto count = uint64_t(frameCount);
   if (!radialOf_.Reserve(count) || !fullOf_.Reserve(count) || !supplierOf_.Reserve(count)) return false;
   std::fill_n(radialOf_.data(), count, kNotEntered);
@@ -57,8 +45,10 @@ bool WarpCache::Reset(int32_t frameCount) {
 
 void WarpCache::Enter(int32_t frame, const RectilinearWarp& warp) {
   const auto i = size_t(frame);
-  radialOf_[i] = warp.valid ? Intern(radialParts_, warp, SameRadialPart) : kNoWarp;
-  if (warp.valid && !warp.radialOnly) fullOf_[i] = Intern(fullModels_, warp, SameModel);
+  radialOf_[i] = warp.valid ? Intern(radialParts_, Key(warp, false)) : kNoWarp;
+  if (!warp.valid || warp.radialOnly) return;
+  fullOf_[i] = Intern(fullModels_, Key(warp, true));
+  if (size_t(fullOf_[i]) == models_.size()) models_.push_back(warp);
 }
 
 int32_t WarpCache::Supplier(int32_t frame, const WarpReader& readWarp) {
@@ -82,7 +72,7 @@ int32_t WarpCache::SearchBackwards(int32_t frame, const WarpReader& readWarp) {
 }
 
 void WarpCache::Complete(RectilinearWarp* warp, int32_t supplier) const {
-  const RectilinearWarp& model = fullModels_[size_t(fullOf_[size_t(supplier)])];
+  const RectilinearWarp& model = models_[size_t(fullOf_[size_t(supplier)])];
   for (size_t p = 0; p < warp->planes; ++p) {
     warp->plane[p].kr[3] = model.plane[p].kr[3];
     std::copy_n(model.plane[p].kt, 2, warp->plane[p].kt);

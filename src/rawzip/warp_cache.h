@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "base/grow_buffer.h"
@@ -45,12 +47,13 @@ class WarpCache {
 
   int32_t frameCount_ = 0;
   // Per frame.
-  GrowBuffer<int32_t> radialOf_;    // index into radialParts_, or kNotEntered or kNoWarp
-  GrowBuffer<int32_t> fullOf_;      // index into fullModels_, or kRadialOnly
+  GrowBuffer<int32_t> radialOf_;    // number of the radial part, or kNotEntered or kNoWarp
+  GrowBuffer<int32_t> fullOf_;      // index into models_, or kRadialOnly
   GrowBuffer<int32_t> supplierOf_;  // frame, kNoSupplier or kUndecided
-  // Distinct warps.
-  std::vector<RectilinearWarp> radialParts_;  // compared by kr0, kr1, kr2 of every plane and the centre
-  std::vector<RectilinearWarp> fullModels_;   // compared by all coefficients and the centre
+  // Distinct warps, numbered as they come. A frame may have one of its own, so they are found by hash.
+  std::unordered_map<std::string, int32_t> radialParts_;  // by kr0, kr1, kr2 of every plane and the centre
+  std::unordered_map<std::string, int32_t> fullModels_;   // by all coefficients and the centre
+  std::vector<RectilinearWarp> models_;                   // of fullModels_, by number
 };
 
 }  // namespace qx
