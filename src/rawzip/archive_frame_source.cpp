@@ -88,9 +88,11 @@ int ArchiveFrameSource::ReadRecord(int32_t frame, RawFrame* out, Bytes* record) 
   const int32_t entry = source_.frames[size_t(frame)].entry;
   int64_t result = ReserveMember(archive, entry, &out->memberBuffer);
   if (result == kZipOutOfMemory) return message_.view().Fail("out of memory");
-  if (result == kZipOk) result = ReadMember(archive, entry, &out->memberBuffer);
-  dng_free(&out->dng);
-  if (result < 1) return message_.view().Fail("frame %d not read (%lld)", frame, static_cast<long long>(result));
+  if (result == kZipOk) result = ReadReservedMember(archive, entry, &out->memberBuffer);
+  if (result < 1) {
+    dng_free(&out->dng);
+    return message_.view().Fail("frame %d not read (%lld)", frame, static_cast<long long>(result));
+  }
   *record = out->memberBuffer.first(size_t(result));
   if (dng_parse(*record, &out->dng, message_) < 0) return -1;
   message_.Clear();

@@ -4,12 +4,11 @@
 
 #include "base/checked.h"
 #include "media/dng_parser.h"
+#include "rawzip/zip_format.h"
 
 namespace qx {
 
 namespace {
-
-constexpr uint16_t kStore = 0, kDeflate = 8, kZstd = 93;
 
 /// DEFLATE's longest match gives 258 bytes for two bits (RFC 1951).
 constexpr uint64_t kDeflateMaxExpansion = 1032;
@@ -28,13 +27,13 @@ ZipResult CheckMember(ArchiveState& archive, int32_t entry) {
   const ZipEntry& member = archive.zip.entries[size_t(entry)];
   bool plausible = false;
   switch (member.method) {
-    case kStore:
+    case kZipStore:
       plausible = member.compressedSize == member.uncompressedSize;
       break;
-    case kDeflate:
+    case kZipDeflate:
       plausible = CanExpandTo(member.compressedSize, member.uncompressedSize, kDeflateMaxExpansion);
       break;
-    case kZstd:
+    case kZipZstd:
       plausible = CanExpandTo(member.compressedSize, member.uncompressedSize, kZstdMaxExpansion);
       break;
     default:
@@ -55,6 +54,10 @@ ZipResult ReserveMember(ArchiveState& archive, int32_t entry, MemberBuffer* buff
 int64_t ReadMember(ArchiveState& archive, int32_t entry, MemberBuffer* buffer) {
   const ZipResult ready = ReserveMember(archive, entry, buffer);
   if (ready != kZipOk) return ready;
+  return ReadReservedMember(archive, entry, buffer);
+}
+
+int64_t ReadReservedMember(ArchiveState& archive, int32_t entry, MemberBuffer* buffer) {
   return zip_read_entry(&archive.zip, entry, buffer->data(), buffer->capacity(), &archive.scratch);
 }
 
@@ -63,9 +66,10 @@ const char* MemberFailureText(int64_t result) {
 }
 
 bool ReadFrameDng(SourceTimeline& source, int32_t frame, MemberBuffer* buffer, DngInfo* info) {
-  dng_free(info);
   const int64_t size = ReadMember(archive_state(source), source.frames[size_t(frame)].entry, buffer);
-  return size > 0 && dng_parse(buffer->first(size_t(size)), info, Message()) == 0;
+  if (size > 0) return dng_parse(buffer->first(size_t(size)), info, Message()) == 0;
+  dng_free(info);
+  return false;
 }
 
 }  // namespace qx

@@ -18,6 +18,8 @@ using MemberBuffer = GrowBuffer<uint8_t>;
 
 /// Reads a member into `buffer`: its size, or a negative ZipResult.
 [[nodiscard]] int64_t ReadMember(ArchiveState& archive, int32_t entry, MemberBuffer* buffer);
+/// The same for a member that ReserveMember has made room for in `buffer`.
+[[nodiscard]] int64_t ReadReservedMember(ArchiveState& archive, int32_t entry, MemberBuffer* buffer);
 
 /// Why a read gave `result`, which is not the member's size.
 const char* MemberFailureText(int64_t result);

@@ -12,6 +12,7 @@
 #include "rawzip/timecode_check.h"
 #include "rawzip/timecode_numbers.h"
 #include "rawzip/warp_reader.h"
+#include "rawzip/zip_format.h"
 
 namespace qx {
 
@@ -39,7 +40,7 @@ int CollectFrames(SourceTimeline& source, Message message) {
   for (const FrameRecord& frame : source.frames) {
     const ZipEntry& member = archive.EntryOf(frame);
     source.largestFrameBytes = std::max(source.largestFrameBytes, member.uncompressedSize);
-    source.compressedFrames += member.method != 0;
+    source.compressedFrames += member.method != kZipStore;
   }
   return 0;
 }
@@ -75,7 +76,7 @@ void ReadFrameIndex(SourceTimeline& source, MemberBuffer* buffer) {
     note.view().Set("frame index: out of memory");
     return RejectUnreadIndex(source, note);
   }
-  if (result == kZipOk) result = ReadMember(archive, entry, buffer);
+  if (result == kZipOk) result = ReadReservedMember(archive, entry, buffer);
   if (result != int64_t(size)) {
     note.view().Set("frame index: not read (%s)", MemberFailureText(result));
     return RejectUnreadIndex(source, note);

@@ -6,6 +6,7 @@
 
 #include "media/dng_parser.h"
 #include "media/frame_arithmetic.h"
+#include "rawzip/zip_format.h"
 
 namespace qx {
 
@@ -17,13 +18,13 @@ void ReadFirstDng(SourceTimeline& source, MemberBuffer* buffer) {
   ArchiveState& archive = archive_state(source);
   const ZipEntry& member = archive.EntryOf(source.frames.front());
   MessageBuffer<256> message;
-  dng_free(&source.firstDng);
   source.hasFirstDng = false;
   archive.firstMemberBytes = 0;
   const int64_t size = ReadMember(archive, source.frames.front().entry, buffer);
   if (size < 1 || uint64_t(size) != member.uncompressedSize) {
     message.view().Set("first frame (%s, ZIP %s): %s", member.name.c_str(), zip_method_name(member.method), MemberFailureText(size));
     source.openMessage = message.text();
+    dng_free(&source.firstDng);
     return;
   }
   archive.firstMemberBytes = uint64_t(size);
@@ -64,7 +65,7 @@ void TakeMark(SourceTimeline& source, const DngInfo& dng) {
 /// Looks only at a frame's private data; a stored member is read in place.
 bool ReadMarkOf(ArchiveState& archive, int32_t entry, MemberBuffer* buffer, DngInfo* dng) {
   const ZipEntry& member = archive.zip.entries[size_t(entry)];
-  if (member.method == 0) {
+  if (member.method == kZipStore) {
     const uint64_t offset = zip_entry_data_offset(&archive.zip, entry);
     return offset != 0 && dng_read_private_timecode(*archive.zip.file, offset, member.compressedSize, dng) == 1;
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "media/dng_parser.h"
+#include "rawzip/zip_format.h"
 
 namespace qx {
 
@@ -15,7 +16,7 @@ bool ReadListInPlace(SourceTimeline& source, const FrameRecord& frame, MemberBuf
   ArchiveState& archive = archive_state(source);
   const ZipEntry& member = archive.EntryOf(frame);
   const OpcodeListInfo& firstList = source.firstDng.opcodeLists[2];
-  if (member.method != 0 || !source.hasFirstDng || firstList.size == 0 || firstList.size > kMaxListBytes) return false;
+  if (member.method != kZipStore || !source.hasFirstDng || firstList.size == 0 || firstList.size > kMaxListBytes) return false;
   const uint64_t fromEnd = archive.firstMemberBytes - firstList.offset;
   if (fromEnd > member.uncompressedSize || member.compressedSize != member.uncompressedSize) return false;
   const uint64_t dataOffset = zip_entry_data_offset(&archive.zip, frame.entry);
@@ -38,7 +39,7 @@ void FindReferenceWarp(SourceTimeline& source, MemberBuffer* buffer) {
   ArchiveState& archive = archive_state(source);
   const int32_t end = int32_t(std::min<size_t>(source.frames.size(), kMaxReferenceFrames));
   for (int32_t frame = 1; frame < end; ++frame) {
-    if (archive.EntryOf(source.frames[size_t(frame)]).method != 0) return;
+    if (archive.EntryOf(source.frames[size_t(frame)]).method != kZipStore) return;
     ++archive.referenceWarpReads;
     const RectilinearWarp warp = ReadFrameWarp(source, frame, buffer);
     if (!warp.valid || warp.radialOnly) continue;

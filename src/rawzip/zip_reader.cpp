@@ -1,9 +1,7 @@
 #include "rawzip/zip_reader.h"
 
 #include <algorithm>
-#include <new>
 #include <optional>
-#include <utility>
 
 #include "base/checked.h"
 #include "rawzip/zip_format.h"
@@ -87,19 +85,10 @@ bool ReadCentralRecord(ByteReader* directory, ZipEntry* entry) {
 }
 
 // False when memory is short. The declared count reserves no more entries than the directory has room for.
-bool CollectEntries(ZipArchive* archive, Bytes directory, uint64_t declaredCount) {
-  try {
-    archive->entries.reserve(size_t(std::min<uint64_t>(declaredCount, directory.size() / kZipCentralRecordSize)));
-    ByteReader records(directory);
-    ZipEntry entry;
-    while (ReadCentralRecord(&records, &entry)) {
-      if (entry.method != kZipStore) ++archive->compressedCount;
-      archive->entries.push_back(std::move(entry));
-    }
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+bool ReadRecords(ZipArchive* archive, Bytes directory, uint64_t declaredCount) {
+  ByteReader records(directory);
+  const uint64_t expected = std::min<uint64_t>(declaredCount, directory.size() / kZipCentralRecordSize);
+  return CollectEntries(archive, expected, [&records](ZipEntry* entry) { return ReadCentralRecord(&records, entry); });
 }
 
 // True when the directory gave at least one entry. The message may hold a warning in both cases.
@@ -115,7 +104,7 @@ bool ReadDirectory(ZipArchive* archive, const DirectoryPlace& place, Message mes
     message.Set("central directory not read");
     return false;
   }
-  if (!CollectEntries(archive, directory.first(size_t(place.size)), place.count)) return false;
+  if (!ReadRecords(archive, directory.first(size_t(place.size)), place.count)) return false;
   if (archive->entries.size() != place.count) {
     message.Set("the directory has %d records of %llu declared", int(archive->entries.size()), ULongLong(place.count));
   }

@@ -1,8 +1,6 @@
 #include "rawzip/zip_recovery.h"
 
-#include <new>
 #include <optional>
-#include <utility>
 
 #include "base/checked.h"
 #include "rawzip/read_ahead.h"
@@ -96,27 +94,14 @@ uint64_t LocalHeaderWalk::SkipDescriptor(ZipEntry* entry) {
   return at + (hasSignature ? 4 : 0) + (zip64_ ? 20 : 12);
 }
 
-// False when memory is short.
-bool CollectEntries(LocalHeaderWalk* walk, ZipArchive* archive) {
-  try {
-    ZipEntry entry;
-    while (archive->entries.size() < INT32_MAX && walk->Next(&entry)) {
-      if (entry.method != kZipStore) ++archive->compressedCount;
-      archive->entries.push_back(std::move(entry));
-    }
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-}
-
 }  // namespace
 
 int RecoverZipEntries(ZipArchive* archive, Message message) {
   archive->entries = {};
   archive->compressedCount = 0;
   LocalHeaderWalk walk(*archive->file);
-  if (!walk.Allocate() || !CollectEntries(&walk, archive)) archive->entries = {};
+  const bool complete = walk.Allocate() && CollectEntries(archive, 0, [&walk](ZipEntry* entry) { return walk.Next(entry); });
+  if (!complete) archive->entries = {};
   if (archive->entries.empty()) return message.Fail("not ZIP or no whole record");
   archive->recovered = true;
   archive->directoryOffset = walk.position();
