@@ -7,19 +7,13 @@
 #include <optional>
 
 #include "base/message.h"
+#include "rawzip/number_text.h"
 
 namespace qx {
 
 namespace {
 
 constexpr size_t kMaxLineBytes = 159;
-
-std::string_view SkipBlanksAndPlus(std::string_view text) {
-  const size_t start = std::min(text.find_first_not_of(" \t"), text.size());
-  text.remove_prefix(start);
-  if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
-  return text;
-}
 
 /// The decimal integer that the text begins with; what follows it (a CR, a unit) is ignored.
 std::optional<int64_t> LeadingInteger(std::string_view text) {

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "base/message.h"
+#include "rawzip/number_text.h"
 
 namespace qx {
 
@@ -49,8 +50,7 @@ Columns ReadHeader(std::string_view line) {
 
 /// The whole text as a base-10 integer, leading blanks and a sign allowed.
 std::optional<int64_t> WholeInteger(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-  if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+  text = SkipBlanksAndPlus(text);
   int64_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
