@@ -56,12 +56,6 @@ PhaseGain FromMap(const GainMap& map, float strength) {
   return result;
 }
 
-// Position of a pixel among the points of one axis, 0 … points − 1. A spacing of 0 gives the first or the last point.
-float PointPosition(int32_t pixel, int32_t activeSide, float origin, float spacing, int32_t points) {
-  const float position = ((float(pixel) + 0.5f) / float(activeSide) - origin) / spacing;
-  return position > 0 ? std::min(position, float(points - 1)) : 0.0f;
-}
-
 }  // namespace
 
 GainTable BuildGainTable(const DngInfo& camera, float vignetteStrength) {
@@ -80,8 +74,8 @@ GainTable BuildGainTable(const DngInfo& camera, float vignetteStrength) {
 
 float GainAt(const PhaseGain& gain, int32_t x, int32_t y, int32_t activeWidth, int32_t activeHeight) {
   if (!gain.active || y < gain.top || y >= gain.bottom || x < gain.left || x >= gain.right) return 1;
-  const float fy = PointPosition(y, activeHeight, gain.originV, gain.spacingV, gain.pointsV);
-  const float fx = PointPosition(x, activeWidth, gain.originH, gain.spacingH, gain.pointsH);
+  const float fy = GainPointPosition(y, activeHeight, gain.originV, gain.spacingV, gain.pointsV);
+  const float fx = GainPointPosition(x, activeWidth, gain.originH, gain.spacingH, gain.pointsH);
   const int32_t y0 = int32_t(fy), x0 = int32_t(fx);
   const int32_t y1 = std::min(y0 + 1, gain.pointsV - 1), x1 = std::min(x0 + 1, gain.pointsH - 1);
   const float* upper = gain.gains.data() + size_t(y0) * gain.pointsH;

@@ -175,10 +175,7 @@ std::span<const PackKernels> PackKernelVariants() {
 }
 
 const PackKernels& GetPackKernels() {
-  static const PackKernels& chosen = []() -> const PackKernels& {
-    const auto variants = PackKernelVariants();
-    return variants.back().usable ? variants.back() : variants.front();
-  }();
+  static const PackKernels& chosen = FastestVariant(PackKernelVariants());
   return chosen;
 }
 

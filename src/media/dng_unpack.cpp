@@ -3,6 +3,7 @@
 #include "base/checked.h"
 #include "media/dng_parser.h"
 #include "media/unpack_rows.h"
+#include "platform/cpu_features.h"
 
 namespace qx {
 
@@ -12,13 +13,10 @@ namespace {
 class RowUnpacker {
  public:
   explicit RowUnpacker(const DngInfo& info) : bits_(info.bitsPerSample), bigEndian_(info.bigEndian), width_(info.width) {
-    const UnpackRowVariant* variant = nullptr;
-    for (const UnpackRowVariant& candidate : UnpackRowVariants()) {
-      if (candidate.usable) variant = &candidate;
-    }
-    if (bits_ == 10) packed_ = variant->bits10;
-    if (bits_ == 12) packed_ = variant->bits12;
-    if (bits_ == 14) packed_ = variant->bits14;
+    static const UnpackRowVariant& variant = FastestVariant(UnpackRowVariants());
+    if (bits_ == 10) packed_ = variant.bits10;
+    if (bits_ == 12) packed_ = variant.bits12;
+    if (bits_ == 14) packed_ = variant.bits14;
   }
 
   void Unpack(Bytes row, uint16_t* out) const {

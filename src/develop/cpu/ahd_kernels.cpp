@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/cpu_features.h"
+
 namespace qx {
 namespace {
 
@@ -115,12 +117,7 @@ std::span<const AhdKernels> AhdKernelVariants() {
 }
 
 const AhdKernels& PickAhdKernels(int columns) {
-  const auto variants = AhdKernelVariants();
-  size_t best = 0;
-  for (size_t i = 1; i < variants.size(); ++i) {
-    if (variants[i].usable && variants[i].minColumns <= columns) best = i;
-  }
-  return variants[best];
+  return FastestVariant(AhdKernelVariants(), [columns](const AhdKernels& kernels) { return kernels.minColumns <= columns; });
 }
 
 }  // namespace qx

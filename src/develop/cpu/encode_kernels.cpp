@@ -2,18 +2,11 @@
 #include <bit>
 
 #include "develop/cpu/row_kernels.h"
+#include "develop/cpu/vector_limits.h"
 
 namespace qx::plain {
 
 namespace {
-
-// As the vector minimum and maximum choose: the second operand when the comparison fails, so that NaN becomes `limit`.
-float AtLeast(float v, float limit) {
-  return v > limit ? v : limit;
-}
-float AtMost(float v, float limit) {
-  return v < limit ? v : limit;
-}
 
 struct Rgb {
   float r, g, b;

@@ -6,12 +6,6 @@ namespace qx {
 
 namespace {
 
-// Position among the points of one axis, as GainAt has it.
-float PointPosition(int pixel, int activeSide, float origin, float spacing, int points) {
-  const float position = ((float(pixel) + 0.5f) / float(activeSide) - origin) / spacing;
-  return position > 0 ? std::min(position, float(points - 1)) : 0.0f;
-}
-
 size_t PhaseColumns(int width) {
   return size_t(width + 1) / 2;
 }
@@ -53,7 +47,7 @@ void GainRows::FillPhase(int phase, int y) {
   for (int x = firstColumn; x < width_; x += 2) row_[x] = 1;
   if (!gain.active || y < gain.top || y >= gain.bottom) return;
 
-  const float position = PointPosition(y, height_, gain.originV, gain.spacingV, gain.pointsV);
+  const float position = GainPointPosition(y, height_, gain.originV, gain.spacingV, gain.pointsV);
   const int upper = int(position), lower = std::min(upper + 1, gain.pointsV - 1);
   const float fraction = position - float(upper);
   const float* above = Spread(phase, upper, lower);
@@ -77,7 +71,7 @@ void GainRows::SpreadInto(SpreadRow& row, int phase, int pointRow) {
   const PhaseGain& gain = gains_->phase[size_t(phase)];
   const float* points = gain.gains.data() + size_t(pointRow) * size_t(gain.pointsH);
   for (int x = phase & 1, i = 0; x < width_; x += 2, ++i) {
-    const float position = PointPosition(x, width_, gain.originH, gain.spacingH, gain.pointsH);
+    const float position = GainPointPosition(x, width_, gain.originH, gain.spacingH, gain.pointsH);
     const int left = int(position), right = std::min(left + 1, gain.pointsH - 1);
     row.values[i] = points[left] + (points[right] - points[left]) * (position - float(left));
   }

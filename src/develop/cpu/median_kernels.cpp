@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/cpu_features.h"
+
 namespace qx {
 namespace {
 
@@ -63,12 +65,7 @@ std::span<const MedianKernels> MedianKernelVariants() {
 }
 
 const MedianKernels& PickMedianKernels(int columns) {
-  const auto variants = MedianKernelVariants();
-  size_t best = 0;
-  for (size_t i = 1; i < variants.size(); ++i) {
-    if (variants[i].usable && variants[i].minColumns <= columns) best = i;
-  }
-  return variants[best];
+  return FastestVariant(MedianKernelVariants(), [columns](const MedianKernels& kernels) { return kernels.minColumns <= columns; });
 }
 
 }  // namespace qx

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "develop/cpu/vector_limits.h"
 #include "platform/cpu_features.h"
 
 namespace qx {
@@ -18,14 +19,6 @@ uint16_t Round16th(int32_t sum) {
 }
 uint16_t RoundQuarter(int32_t sum) {
   return uint16_t(std::clamp((sum + 2) >> 2, 0, 65535));
-}
-
-// As the vector minimum and maximum choose: the second operand when the comparison fails, so that NaN becomes `limit`.
-float AtLeast(float v, float limit) {
-  return v > limit ? v : limit;
-}
-float AtMost(float v, float limit) {
-  return v < limit ? v : limit;
 }
 
 }  // namespace
@@ -103,13 +96,7 @@ std::span<const RowKernels> RowKernelVariants() {
 }
 
 const RowKernels& GetRowKernels() {
-  static const RowKernels& chosen = [&]() -> const RowKernels& {
-    const auto variants = RowKernelVariants();
-    for (size_t i = variants.size(); i-- > 1;) {
-      if (variants[i].usable) return variants[i];
-    }
-    return variants[0];
-  }();
+  static const RowKernels& chosen = FastestVariant(RowKernelVariants());
   return chosen;
 }
 
