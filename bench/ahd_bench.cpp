@@ -38,7 +38,7 @@ class PictureMosaic final : public MosaicRows {
 };
 
 std::unique_ptr<RgbRows> MakeRows(MosaicRows* mosaic, size_t variant, bool refined) {
-  const DebayerSetup setup = {kWidth, kHeight, {0, 1, 1, 2}, {444, 385, 194, 218, 732, 74, 18, 112, 894}};
+  const DebayerSetup setup = {kWidth, kHeight, {0, 1, 1, 2}};
   auto ahd = std::make_unique<AhdRows>(mosaic, setup, AhdKernelVariants()[variant]);
   if (!ahd->Allocate()) return nullptr;
   std::unique_ptr<RgbRows> rows = std::move(ahd);
@@ -55,7 +55,7 @@ void DebayerFrame(benchmark::State& state, size_t variant, bool refined) {
   static PictureMosaic mosaic;
   const auto rows = MakeRows(&mosaic, variant, refined);
   for (auto _ : state) {
-    rows->Begin(0);
+    rows->Begin(0, {444, 385, 194, 218, 732, 74, 18, 112, 894});
     for (int y = 0; y < kHeight; ++y) benchmark::DoNotOptimize(rows->Row(y));
   }
   state.counters["Mpix/s"] = benchmark::Counter(double(kWidth) * kHeight * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);

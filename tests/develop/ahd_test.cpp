@@ -71,9 +71,9 @@ std::vector<uint16_t> MakeMosaic(const std::string& content, int w, int h, uint3
   return samples;
 }
 
-std::vector<uint16_t> Interleave(RgbRows* rows, int firstRow, int endRow, int w) {
+std::vector<uint16_t> Interleave(RgbRows* rows, const LabMatrix& matrix, int firstRow, int endRow, int w) {
   std::vector<uint16_t> out;
-  rows->Begin(firstRow);
+  rows->Begin(firstRow, matrix);
   for (int y = firstRow; y < endRow; ++y) {
     const RgbRow row = rows->Row(y);
     for (int x = 0; x < w; ++x) out.insert(out.end(), {row.r[x], row.g[x], row.b[x]});
@@ -98,8 +98,9 @@ TEST(Ahd, GivesTheFormulasResultForEverySizePatternAndContent) {
         MemoryMosaic source(mosaic, size.w, size.h);
         for (const bool refined : {false, true}) {
           source.Rewind();
-          const auto rows = CreateAhdRows(&source, {size.w, size.h, cfa, matrix}, refined);
-          ASSERT_EQ(Interleave(rows.get(), 0, size.h, size.w), ReferenceAhd(mosaic, size.w, size.h, cfa, matrix, refined)) << refined;
+          const auto rows = CreateAhdRows(&source, {size.w, size.h, cfa}, refined);
+          ASSERT_EQ(Interleave(rows.get(), matrix, 0, size.h, size.w), ReferenceAhd(mosaic, size.w, size.h, cfa, matrix, refined))
+              << refined;
         }
       }
     }
@@ -111,8 +112,9 @@ TEST(Ahd, GivesTheFormulasResultForWideRows) {
   constexpr int kWidth = 1543, kHeight = 12;
   const auto mosaic = MakeMosaic("random", kWidth, kHeight, 7);
   MemoryMosaic source(mosaic, kWidth, kHeight);
-  const auto rows = CreateAhdRows(&source, {kWidth, kHeight, kPatterns[2], kMatrices[0]}, true);
-  EXPECT_EQ(Interleave(rows.get(), 0, kHeight, kWidth), ReferenceAhd(mosaic, kWidth, kHeight, kPatterns[2], kMatrices[0], true));
+  const auto rows = CreateAhdRows(&source, {kWidth, kHeight, kPatterns[2]}, true);
+  EXPECT_EQ(Interleave(rows.get(), kMatrices[0], 0, kHeight, kWidth),
+            ReferenceAhd(mosaic, kWidth, kHeight, kPatterns[2], kMatrices[0], true));
 }
 
 TEST(Ahd, MakesTheSameRowsInBands) {
@@ -121,20 +123,20 @@ TEST(Ahd, MakesTheSameRowsInBands) {
   MemoryMosaic source(mosaic, kWidth, kHeight);
   for (const bool refined : {false, true}) {
     const auto whole = ReferenceAhd(mosaic, kWidth, kHeight, kPatterns[1], kMatrices[0], refined);
-    const auto rows = CreateAhdRows(&source, {kWidth, kHeight, kPatterns[1], kMatrices[0]}, refined);
+    const auto rows = CreateAhdRows(&source, {kWidth, kHeight, kPatterns[1]}, refined);
     for (const int first : {0, 1, 2, 5, 6, 7, 20, 33, 44, 45, 46, 3}) {  // one object all along, as a worker uses it
       SCOPED_TRACE(first);
       source.Rewind();
       const int end = std::min(first + 9, kHeight);
       const std::vector<uint16_t> band(whole.begin() + first * kWidth * 3, whole.begin() + end * kWidth * 3);
-      EXPECT_EQ(Interleave(rows.get(), first, end, kWidth), band);
+      EXPECT_EQ(Interleave(rows.get(), kMatrices[0], first, end, kWidth), band);
     }
   }
 }
 
 TEST(Ahd, ReportsShortMemory) {
   MemoryMosaic source(MakeMosaic("flat", 16, 16, 1), 16, 16);
-  const DebayerSetup setup = {16, 16, kPatterns[0], kMatrices[0]};
+  const DebayerSetup setup = {16, 16, kPatterns[0]};
   int failures = 0;
   for (int nth = 0;; ++nth) {  // one allocation after the other fails until none is left to fail
     FailAllocationForTest(nth);

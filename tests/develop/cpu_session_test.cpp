@@ -99,6 +99,15 @@ struct Scene {
   uint32_t seed = 1;
 };
 
+struct SceneFrame : RawFrame {
+  SceneFrame(const Scene& scene, const std::vector<uint16_t>& values) {
+    described = &scene.camera;
+    samples = values.data();
+    warpDecided = true;
+    warp = scene.warp;
+  }
+};
+
 struct Developed {
   Size size;
   std::vector<uint16_t> codes;
@@ -113,14 +122,11 @@ Developed Develop(const Scene& scene, const std::vector<uint16_t>& samples) {
   Developed result;
   result.size = CpuSessionOutputSize(*session);
   result.codes.resize(size_t(result.size.width) * size_t(result.size.height) * 3);
-  RawFrame raw;
-  raw.described = &scene.camera;
-  raw.samples = samples.data();
-  raw.warpDecided = true;
-  raw.warp = scene.warp;
+  const SceneFrame raw(scene, samples);
   EXPECT_EQ(DevelopFrameCpu(session.get(), raw, 7, result.codes.data(), message), 0) << message.text();
   if (scene.params.outputKind == OutputKind::kLinear && scene.params.lut == nullptr) {
     result.linear.resize(result.codes.size());
+    EXPECT_EQ(DevelopFrameCpu(session.get(), raw, 7, nullptr, message), 0) << message.text();
     ReadFloatRgb(*session, 0, result.linear.data(), 0, result.size.height);
   }
   return result;
@@ -304,49 +310,49 @@ TEST(CpuSession, FollowsEachFramesDescription) {
     scene.params = params;
     changes[i](scene.camera, scene.warp);
     const auto samples = MakeSamples(scene.camera, uint32_t(i));
-    RawFrame raw;
-    raw.described = &scene.camera;
-    raw.samples = samples.data();
-    raw.warpDecided = true;
-    raw.warp = scene.warp;
     std::vector<uint16_t> codes(48 * 34 * 3);
-    ASSERT_EQ(DevelopFrameCpu(session.get(), raw, 0, codes.data(), message), 0) << message.text();
+    ASSERT_EQ(DevelopFrameCpu(session.get(), SceneFrame(scene, samples), 0, codes.data(), message), 0) << message.text();
     EXPECT_EQ(codes, Develop(scene, samples).codes);
   }
 }
 
 TEST(CpuSession, SurvivesSenselessDescriptions) {
   const double nan = std::nan(""), huge = 1e300;
-  const std::function<void(Scene&)> changes[] = {
-      [](Scene& s) { s.camera.white = 64; },
-      [](Scene& s) { s.camera.white = 0; },
-      [&](Scene& s) { s.camera.black[2] = float(nan), s.camera.white = float(nan); },
-      [](Scene& s) { s.params.exposureEv = 1000; },
-      [](Scene& s) { s.params.exposureEv = -1000; },
-      [&](Scene& s) { s.warp = MakeWarp(nan, 0, 0); },
-      [&](Scene& s) { s.warp = MakeWarp(huge, -huge, nan); },
-      [](Scene& s) { s.warp = MakeWarp(0, 0, 0); },
-      [](Scene& s) { s.warp = MakeWarp(-1e5, 30, 5); },
-      [](Scene& s) { s.camera.cropX = 1e9f; },
+  enum Outcome { kBlack, kDeveloped, kFailed };
+  struct Row {
+    const char* name;
+    Outcome outcome;
+    std::function<void(Scene&)> change;
   };
-  for (size_t i = 0; i < std::size(changes); ++i) {
-    for (OutputKind kind : {OutputKind::kRec709, OutputKind::kSLog3, OutputKind::kLinear}) {
-      SCOPED_TRACE(testing::Message() << "change " << i << ", kind " << int(kind));
+  const Row rows[] = {
+      {"white at black", kBlack, [](Scene& s) { s.camera.white = 64; }},
+      {"white below black", kBlack, [](Scene& s) { s.camera.white = 0; }},
+      {"levels that are no numbers", kBlack, [&](Scene& s) { s.camera.black[2] = float(nan), s.camera.white = float(nan); }},
+      {"no light", kBlack, [](Scene& s) { s.params.exposureEv = -1000; }},
+      {"endless light", kDeveloped, [](Scene& s) { s.params.exposureEv = 1000; }},
+      {"a warp that is no number", kDeveloped, [&](Scene& s) { s.warp = MakeWarp(nan, 0, 0); }},
+      {"an endless warp", kDeveloped, [&](Scene& s) { s.warp = MakeWarp(huge, -huge, nan); }},
+      {"a warp to one point", kDeveloped, [](Scene& s) { s.warp = MakeWarp(0, 0, 0); }},
+      {"a wild warp", kDeveloped, [](Scene& s) { s.warp = MakeWarp(-1e5, 30, 5); }},
+      {"a crop far outside", kFailed, [](Scene& s) { s.camera.cropX = 1e9f; }},
+  };
+  // S-Log3 has black at 95 of 1023.
+  for (const auto& [kind, black] :
+       {std::pair(OutputKind::kRec709, 0), std::pair(OutputKind::kSLog3, 6086), std::pair(OutputKind::kLinear, 0)}) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(testing::Message() << row.name << ", kind " << int(kind));
       Scene scene;
       scene.params.outputKind = kind;
-      changes[i](scene);
+      row.change(scene);
       const auto samples = MakeSamples(scene.camera, 1);
       MessageBuffer<256> message;
       const CpuSessionPtr session = CreateCpuSession(scene.camera, scene.params, nullptr, message);
       ASSERT_NE(session, nullptr);
-      RawFrame raw;
-      raw.described = &scene.camera;
-      raw.samples = samples.data();
-      raw.warpDecided = true;
-      raw.warp = scene.warp;
-      std::vector<uint16_t> codes(48 * 34 * 3);
-      const bool developed = DevelopFrameCpu(session.get(), raw, 0, codes.data(), message) == 0;
-      EXPECT_STREQ(message.text(), developed ? "" : "frame 0: CPU development failed");
+      std::vector<uint16_t> codes(48 * 34 * 3, 1);
+      const int result = DevelopFrameCpu(session.get(), SceneFrame(scene, samples), 0, codes.data(), message);
+      EXPECT_EQ(result, row.outcome == kFailed ? -1 : 0);
+      EXPECT_STREQ(message.text(), row.outcome == kFailed ? "frame 0: CPU development failed" : "");
+      if (row.outcome == kBlack) EXPECT_EQ(codes, std::vector<uint16_t>(codes.size(), uint16_t(black)));
     }
   }
 }
@@ -387,22 +393,46 @@ TEST(CpuSession, SaysWhyItCannotDevelop) {
   }
 }
 
+// One allocation after the other fails until none is left to fail.
 TEST(CpuSession, ReportsShortMemory) {
-  MessageBuffer<256> message;
-  const DngInfo camera = MakeCamera(48, 34);
   for (OutputKind kind : {OutputKind::kRec709, OutputKind::kLinear}) {
-    DevelopParams params;
-    params.outputKind = kind;
-    bool created = false;
-    for (int n = 0; n < 50 && !created; ++n) {
-      FailAllocationForTest(n);
-      message.Clear();
-      created = CreateCpuSession(camera, params, nullptr, message) != nullptr;
-      EXPECT_STREQ(message.text(), created ? "" : "out of memory") << n;
+    Scene scene;
+    scene.params.outputKind = kind;
+    int failures = 0;
+    for (bool created = false; !created; failures += !created) {
+      MessageBuffer<256> message;
+      FailAllocationForTest(failures);
+      created = CreateCpuSession(scene.camera, scene.params, nullptr, message) != nullptr;
+      FailAllocationForTest(-1);
+      EXPECT_STREQ(message.text(), created ? "" : "out of memory") << failures;
     }
-    FailAllocationForTest(-1);
-    EXPECT_TRUE(created);
+    EXPECT_GE(failures, 4);
   }
+}
+
+// A frame with gain maps and a warp needs more than the clip's camera data made room for. The session goes on after a failure.
+TEST(CpuSession, ReportsShortMemoryOfAFrame) {
+  Scene scene;
+  const DngInfo clip = scene.camera;
+  scene.camera.gainMaps.push_back(MakeGainMap(0, 0, 34, 48, 1, 0.2f));
+  scene.warp = MakeWarp(1, -0.1, 0);
+  const auto samples = MakeSamples(scene.camera, 1);
+  const auto expected = Develop(scene, samples).codes;
+  const SceneFrame raw(scene, samples);
+  int failures = 0;
+  for (bool developed = false; !developed; failures += !developed) {
+    MessageBuffer<256> message;
+    const CpuSessionPtr session = CreateCpuSession(clip, scene.params, nullptr, message);
+    ASSERT_NE(session, nullptr);
+    std::vector<uint16_t> codes(expected.size());
+    FailAllocationForTest(failures);
+    developed = DevelopFrameCpu(session.get(), raw, 0, codes.data(), message) == 0;
+    FailAllocationForTest(-1);
+    EXPECT_STREQ(message.text(), developed ? "" : "out of memory") << failures;
+    if (!developed) EXPECT_EQ(DevelopFrameCpu(session.get(), raw, 0, codes.data(), message), 0) << failures;
+    EXPECT_EQ(codes, expected) << failures;
+  }
+  EXPECT_GE(failures, 4);
 }
 
 }  // namespace qx

@@ -16,11 +16,7 @@ static_assert(kGreenReach <= kCarvedPad && kGreenReach + 2 <= kMosaicPad);
 }  // namespace
 
 AhdRows::AhdRows(MosaicRows* mosaic, const DebayerSetup& setup, const AhdKernels& kernels)
-    : mosaic_(mosaic),
-      setup_(setup),
-      kernels_(kernels),
-      conversion_{setup.labMatrix, GetLabTables(), GetPackedLabTable()},
-      carver_(setup.width) {}
+    : mosaic_(mosaic), setup_(setup), kernels_(kernels), conversion_{{}, GetLabTables(), GetPackedLabTable()}, carver_(setup.width) {}
 
 bool AhdRows::Allocate() {
   CarveRows();
@@ -44,7 +40,8 @@ void AhdRows::CarveRows() {
   for (auto& row : out_) row = rgb();
 }
 
-void AhdRows::Begin(int firstRow) {
+void AhdRows::Begin(int firstRow, const LabMatrix& labMatrix) {
+  conversion_.matrix = labMatrix;
   startRow_ = nextRow_ = firstRow - kColorReach;
   for (int y = startRow_ - 1; y <= startRow_; ++y) MakeGreen(y);
 }

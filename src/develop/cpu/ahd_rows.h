@@ -36,7 +36,7 @@ class AhdRows final : public RgbRows {
   /// False when memory is short; call once, before anything else.
   [[nodiscard]] bool Allocate();
 
-  void Begin(int firstRow) override;
+  void Begin(int firstRow, const LabMatrix& labMatrix) override;
   RgbRow Row(int y) override;
 
  private:

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <new>
+#include <optional>
 #include <vector>
 
 #include "develop/color_model.h"
@@ -31,13 +32,10 @@ struct FramePlan {
   DebayerSetup debayer;
   Demosaic method = Demosaic::kGradient5x5;
   ColorStep color = {};
+  LabMatrix labMatrix = {};
   RenderPlan render;
   RowEncoder encoder;
 };
-
-bool SameSetup(const DebayerSetup& a, const DebayerSetup& b) {
-  return a.width == b.width && a.height == b.height && a.cfa == b.cfa && a.labMatrix == b.labMatrix;
-}
 
 std::unique_ptr<RgbRows> CreateDebayer(MosaicRows* mosaic, const FramePlan& plan) {
   switch (plan.method) {
@@ -62,7 +60,7 @@ class Band {
     endRow_ = endRow;
     if (!mosaic_.Reserve(plan.debayer.width)) return false;
     mosaic_.Begin(plan.mosaic);
-    if (rgb_ == nullptr || method_ != plan.method || !SameSetup(setup_, plan.debayer)) {
+    if (rgb_ == nullptr || method_ != plan.method || setup_ != plan.debayer) {
       rgb_ = CreateDebayer(&mosaic_, plan);
       method_ = plan.method;
       setup_ = plan.debayer;
@@ -77,7 +75,7 @@ class Band {
   // `finish(y, row)` receives the linear output rows.
   template <typename Finish>
   void Run(const FramePlan& plan, Finish&& finish) {
-    linear_.Begin(rgb_.get(), plan.color, plan.debayer.width, plan.render.FirstSourceRow(firstRow_, endRow_));
+    linear_.Begin(rgb_.get(), plan.color, plan.labMatrix, plan.debayer.width, plan.render.FirstSourceRow(firstRow_, endRow_));
     for (int y = firstRow_; y < endRow_; ++y) finish(y, render_->Row(y));
   }
 
@@ -117,11 +115,11 @@ class CpuSession {
       return message.Fail("frame %d: CPU development failed", frame);
     }
     if (!Plan(*raw.described, geometry, raw.samples) || !PrepareBands()) return message.Fail("out of memory");
-    RunParts(pool_, int(bands_.size()), [&](int part) {
+    const int result = RunParts(pool_, int(bands_.size()), [&](int part) {
       bands_[size_t(part)].Run(plan_, [&](int y, const LinearRow& row) { Finish(y, row, rgb48); });
       return 0;
     });
-    return 0;
+    return result == 0 ? 0 : message.Fail("out of memory");
   }
 
   void ReadFloat(float* destination, int32_t firstRow, int32_t endRow) const {
@@ -147,13 +145,21 @@ class CpuSession {
   // What the frame's description says, for all bands. False when memory is short.
   bool Plan(const DngInfo& camera, const DevelopGeometry& geometry, const uint16_t* samples) {
     const ColorState color = ComputeColorState(camera, params_);
-    plan_.gains = BuildGainTable(camera, params_.vignetteStrength);
+    UpdateGains(camera);
     PlanMosaic(camera, geometry, color, samples);
-    plan_.debayer = {geometry.activeWidth, geometry.activeHeight, camera.cfa, color.labMatrix};
+    plan_.debayer = {geometry.activeWidth, geometry.activeHeight, camera.cfa};
     plan_.method = params_.demosaic;
     plan_.color = {color.cameraToRec709, color.gain};
+    plan_.labMatrix = color.labMatrix;
     encoding_.white = color.gain;
     return UpdateRenderPlan(geometry, pool_, &plan_.render) && plan_.encoder.Update(encoding_);
+  }
+
+  void UpdateGains(const DngInfo& camera) {
+    if (gainMaps_ == camera.gainMaps) return;
+    gainMaps_.reset();
+    plan_.gains = BuildGainTable(camera, params_.vignetteStrength);
+    gainMaps_ = camera.gainMaps;
   }
 
   void PlanMosaic(const DngInfo& camera, const DevelopGeometry& geometry, const ColorState& color, const uint16_t* samples) {
@@ -185,8 +191,8 @@ class CpuSession {
   }
 
   void Finish(int y, const LinearRow& row, uint16_t* rgb48) {
-    if (keepsLinear()) KeepRow(y, row);
-    if (rgb48 != nullptr) plan_.encoder.Encode(row, rgb48 + size_t(y) * size_t(output_.width) * 3, output_.width);
+    if (rgb48 == nullptr) return KeepRow(y, row);
+    plan_.encoder.Encode(row, rgb48 + size_t(y) * size_t(output_.width) * 3, output_.width);
   }
 
   void KeepRow(int y, const LinearRow& row) {
@@ -208,6 +214,7 @@ class CpuSession {
   EncodingState encoding_;
   Size output_;
   FramePlan plan_;
+  std::optional<std::vector<GainMap>> gainMaps_;  // what plan_.gains was built from
   std::vector<Band> bands_;
   GrowBuffer<float> linearImage_;  // linear kind only: the rendered rows before the gamut matrix, each planar
 };

@@ -28,11 +28,12 @@ CpuSessionPtr CreateCpuSession(const DngInfo& camera, const DevelopParams& param
 Size CpuSessionOutputSize(const CpuSession& session);
 
 /// Develops `raw` (read with kReadUnpacked) into `rgb48`: 16-bit RGB, output size, top row first, rows packed. `rgb48` may be null for a
-/// session of the linear kind: only the float image is made then. 0, or -1 with "frame %d: CPU development failed" or "out of memory".
+/// session of the linear kind: the float image is made then, and only then. 0, or -1 with "frame %d: CPU development failed" or "out of
+/// memory".
 [[nodiscard]] int DevelopFrameCpu(CpuSession* session, const RawFrame& raw, int32_t frame, uint16_t* rgb48, Message message);
 
-/// Linear kind only, after DevelopFrameCpu: rows firstRow … endRow − 1 of max(rgb, 0) through the gamut matrix as float RGB, rows packed.
-/// `slot` is 0. Values above 1 are kept.
+/// Linear kind only, after a DevelopFrameCpu without `rgb48`: rows firstRow … endRow − 1 of max(rgb, 0) through the gamut matrix as float
+/// RGB, rows packed. `slot` is 0. Values above 1 are kept.
 void ReadFloatRgb(const CpuSession& session, int slot, float* destination, int32_t firstRow, int32_t endRow);
 
 void DestroyCpuSession(CpuSession* session);

@@ -21,7 +21,7 @@ class NeighbourhoodRows final : public RgbRows {
     return buffer_.Reserve(3 * pitch_);
   }
 
-  void Begin(int) override {}
+  void Begin(int, const LabMatrix&) override {}
 
   RgbRow Row(int y) override {
     const uint8_t* colors = &setup_.cfa[size_t(y & 1) * 2];

@@ -10,11 +10,11 @@ namespace qx {
 class LinearRows {
  public:
   /// `rgb` must outlive the frame; rows are then made from `firstRow` on.
-  void Begin(RgbRows* rgb, const ColorStep& step, int width, int firstRow) {
+  void Begin(RgbRows* rgb, const ColorStep& step, const LabMatrix& labMatrix, int width, int firstRow) {
     rgb_ = rgb;
     step_ = step;
     width_ = width;
-    rgb_->Begin(firstRow);
+    rgb_->Begin(firstRow, labMatrix);
   }
   /// Row y, one more than the last one, into three planes of the active area's width.
   void Make(int y, float* const planes[3]) { kernels_.color(rgb_->Row(y), step_, planes, width_); }

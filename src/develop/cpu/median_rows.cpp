@@ -35,9 +35,9 @@ void MedianRows::CarveRows() {
   }
 }
 
-void MedianRows::Begin(int firstRow) {
+void MedianRows::Begin(int firstRow, const LabMatrix& labMatrix) {
   nextRow_ = std::max(firstRow - 1, 0);
-  input_->Begin(nextRow_);
+  input_->Begin(nextRow_, labMatrix);
 }
 
 RgbRow MedianRows::Row(int y) {

@@ -20,8 +20,10 @@ bool SensorMosaicRows::Reserve(int width) {
   // The pads and the slack of the debayer loops on both sides; whole cache lines.
   rowPitch_ = (size_t(kRowSlack + width + kRowSlack + kMosaicPad) + 31) & ~size_t(31);
   const size_t values = rowPitch_ * (kMosaicRing + 1);  // one more row for linearised samples
+  const uint64_t before = buffer_.capacity();
   if (!buffer_.Reserve(values) || !gainRows_.Reserve(width)) return false;
-  std::memset(buffer_.data(), 0, values * sizeof(uint16_t));
+  // The slack only has to be readable; what stands there reaches no result.
+  if (buffer_.capacity() != before) std::memset(buffer_.data(), 0, values * sizeof(uint16_t));
   return true;
 }
 

@@ -102,15 +102,12 @@ int RenderPlan::FirstSourceRow(int firstRow, int endRow) const {
 }
 
 int RenderPlan::RingRows(int firstRow, int endRow) const {
-  // While output row y is made, the ring reaches from the lowest row that it or a later row needs to the highest that it or an earlier one
-  // needed. Both ends only grow with y, so one walk from below with the highest rows found before it is enough.
-  std::vector<int> highest;
-  int last = 0;
-  for (int y = firstRow; y < endRow; ++y) highest.push_back(last = std::max(last, sourceRows[size_t(y)].last));
-  int ring = 1, first = sourceRows[size_t(endRow - 1)].first;
-  for (int y = endRow - 1; y >= firstRow; --y) {
-    first = std::min(first, sourceRows[size_t(y)].first);
-    ring = std::max(ring, highest[size_t(y - firstRow)] - first + 1);
+  // While an output row is made, the ring reaches from the lowest row that it or a later row needs to the highest that it or an earlier one
+  // needed.
+  int ring = 1, highest = 0;
+  for (int y = firstRow; y < endRow; ++y) {
+    highest = std::max(highest, sourceRows[size_t(y)].last);
+    ring = std::max(ring, highest - sourceRows[size_t(y)].first + 1);
   }
   return ring;
 }

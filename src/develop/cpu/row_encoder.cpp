@@ -40,11 +40,13 @@ bool RowEncoder::BuildRec709(float white) {
 
   const float beforeStart = std::bit_cast<float>(firstBits - pieceWidth);
   pieces_[0] = {kStraightSlope * beforeStart * 65535, kStraightSlope * 65535};
+  float start = kStraightEnd, atStart = Encode709(start, white) * 65535;
   for (int32_t i = 0; i < pieces; ++i) {
-    const float start = std::bit_cast<float>(firstBits + i * pieceWidth);
     const float end = std::min(std::bit_cast<float>(firstBits + (i + 1) * pieceWidth), largest);
-    const float atStart = Encode709(start, white) * 65535, atEnd = Encode709(end, white) * 65535;
+    const float atEnd = Encode709(end, white) * 65535;
     pieces_[size_t(i) + 1] = {atStart, end > start ? (atEnd - atStart) / (end - start) : 0};
+    start = end;
+    atStart = atEnd;
   }
   rec709_ = {pieces_.data() + 1, firstBits, kRec709Shift, largest};
   rec709White_ = white;

@@ -36,12 +36,15 @@ struct RgbRow {
   const uint16_t* b;
 };
 
+/// Camera to XYZ in units of 1/1024, for AHD's Lab measure.
+using LabMatrix = std::array<int32_t, 9>;
+
 /// A debayer method.
 class RgbRows {
  public:
   virtual ~RgbRows() = default;
-  /// Forgets all rows and starts over at `firstRow`; later requests do not go below it.
-  virtual void Begin(int firstRow) = 0;
+  /// Forgets all rows and starts over at `firstRow`; later requests do not go below it. Only AHD reads the matrix.
+  virtual void Begin(int firstRow, const LabMatrix& labMatrix) = 0;
   /// Row y of 0 … height − 1, y = firstRow, firstRow + 1, …; valid until the next call.
   virtual RgbRow Row(int y) = 0;
 };
@@ -49,7 +52,8 @@ class RgbRows {
 struct DebayerSetup {
   int width = 0, height = 0;                  // active area, at least 8 × 8
   std::array<uint8_t, 4> cfa = {0, 1, 1, 2};  // colour of phases (0,0), (0,1), (1,0), (1,1) of the active area
-  std::array<int32_t, 9> labMatrix = {};      // AHD only
+
+  bool operator==(const DebayerSetup&) const = default;
 };
 
 }  // namespace qx
