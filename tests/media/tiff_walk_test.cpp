@@ -26,7 +26,9 @@ TEST(TiffWalk, VisitsChainSubIfdsExifAndGpsByName) {
   const Record record = WriteTiff(std::array{main, second}, {});
   std::vector<std::string> names;
   const int visited = tiff_walk(record, [&](const TiffEntry& entry) {
-    if (entry.tag == 256) names.push_back(std::to_string(entry.ifdIndex) + " " + entry.ifdName);
+    if (entry.tag != 256) return;
+    names.push_back(std::to_string(entry.ifdIndex) + " " + entry.ifdName);
+    EXPECT_EQ(entry.valueOffset, entry.ifdOffset + 2 + 8) << "the first entry of each";
   });
   EXPECT_EQ(visited, 7);
   EXPECT_EQ(names, (std::vector<std::string>{"0 IFD0", "1 IFD0.Sub0", "2 IFD0.Sub1", "3 IFD0.Sub1.Sub0", "4 IFD0.Sub1.EXIF", "5 IFD0.GPS",

@@ -398,6 +398,7 @@ TEST(ArchiveSource, RebuildsNumbersFromTimeCodes) {
     ASSERT_EQ(frame_timeline_build(&timeline, opened.source, Message()), 0);
     EXPECT_EQ(Numbers(opened.source), row.complete);
     EXPECT_EQ(timeline.length, row.complete.back() - row.complete.front() + 1);
+    EXPECT_EQ(archive_state(opened.source).anchorsRaised, std::string_view(row.what) == "time codes that stand still are raised");
     EXPECT_EQ(opened.source.missingFrames, timeline.length - int64_t(row.complete.size()));
   }
 }
