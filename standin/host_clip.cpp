@@ -52,7 +52,10 @@ int32_t HostClip::Reopen() {
   record->fileinfo.fileref = host::kNoFile;
   record->privatedata = privateData_;
   const int32_t result = plugin_.Call(host::imOpenFile8, place.get(), record.get());
-  if (result != host::imNoErr) return result;
+  if (result != host::imNoErr) {
+    if (record->privatedata != privateData_) ReportViolation("imOpenFile8: result %d with private data", result);
+    return result;
+  }
   privateData_ = record->privatedata;
   file_ = *place;
   extraMemoryBytes_ = record->outExtraMemoryUsage;

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <utility>
 
 #include "standin/guarded.h"
 
@@ -24,6 +25,7 @@ struct Memory {
   std::mutex lock;
   std::map<Handle, std::unique_ptr<HandleBlock>> handles;
   std::map<char*, std::unique_ptr<GuardedBlock>> blocks;
+  std::function<void(Handle)> atNextHandle;
 };
 
 Memory& TheMemory() {
@@ -38,8 +40,13 @@ Handle NewHandle(uint32_t size) {
   auto made = std::make_unique<HandleBlock>(size);
   std::memset(made->block.data(), 0xCD, size);  // contents are not cleared
   const Handle handle = &made->master;
-  const std::lock_guard<std::mutex> guard(TheMemory().lock);
-  TheMemory().handles[handle] = std::move(made);
+  std::function<void(Handle)> action;
+  {
+    const std::lock_guard<std::mutex> guard(TheMemory().lock);
+    TheMemory().handles[handle] = std::move(made);
+    action = std::exchange(TheMemory().atNextHandle, nullptr);
+  }
+  if (action) action(handle);
   return handle;
 }
 
@@ -133,6 +140,11 @@ size_t LiveHandles() {
 
 void FailHandleAllocations(int count) {
   failuresLeft = count;
+}
+
+void AtNextHandle(std::function<void(Handle)> action) {
+  const std::lock_guard<std::mutex> guard(TheMemory().lock);
+  TheMemory().atNextHandle = std::move(action);
 }
 
 }  // namespace standin

@@ -48,17 +48,35 @@ int32_t Shutdown(const Call&) {
   return host::imNoErr;
 }
 
+/// The clip of `*privateData`; opened first when the host has none yet, and then `*privateData` receives its handle.
+int32_t FindOrOpenClip(const Call& call, const host::FileAccessRec8& access, host::Handle* privateData, ImporterClip** clip) {
+  if (*privateData == nullptr) {
+    const int32_t result = OpenImporterClip(call.parms, access.filepath, access.filetype, privateData);
+    if (result != host::imNoErr) return result;
+  }
+  *clip = ClipOfHandle(*privateData);
+  return *clip != nullptr ? host::imNoErr : host::imOtherErr;
+}
+
+/// Takes back what OpenImporterClip gave the host. Handles that are not in the registry are ignored.
+void CloseImporterClip(const Call& call, host::Handle handle) {
+  if (handle == nullptr || !OpenClips().Remove(handle)) return;
+  if (ImporterClip* clip = ClipOfHandle(handle)) ReleaseImporterClip(clip);
+  if (const host::MemFuncs* memory = MemFuncsOf(call.parms); memory != nullptr && memory->disposeHandle != nullptr) {
+    memory->disposeHandle(handle);
+  }
+}
+
 int32_t OpenFile(const Call& call) {
   auto* record = As<host::FileOpenRec8>(call.param2);
-  if (record->privatedata == nullptr) {
-    host::Handle opened = nullptr;
-    const int32_t result = OpenImporterClip(call.parms, record->fileinfo.filepath, record->fileinfo.filetype, &opened);
-    if (result != host::imNoErr) return result;
-    record->privatedata = opened;
+  host::Handle handle = record->privatedata;
+  ImporterClip* clip = nullptr;
+  if (const int32_t result = FindOrOpenClip(call, record->fileinfo, &handle, &clip); result != host::imNoErr) return result;
+  if (!clip->file.isOpen() && !clip->file.Open(clip->path)) {
+    if (record->privatedata == nullptr) CloseImporterClip(call, handle);  // the host keeps nothing of a file that it could not open
+    return host::imBadFile;
   }
-  ImporterClip* clip = ClipOfHandle(record->privatedata);
-  if (clip == nullptr) return host::imOtherErr;
-  if (!clip->file.isOpen() && !clip->file.Open(clip->path)) return host::imBadFile;
+  record->privatedata = handle;
   const host::FileRef file = clip->file.nativeHandle();
   if (call.param1 != nullptr) *As<host::FileRef>(call.param1) = file;
   record->fileinfo.fileref = file;
@@ -73,26 +91,17 @@ int32_t QuietFile(const Call& call) {
 }
 
 int32_t CloseFile(const Call& call) {
-  const host::Handle handle = AsHandle(call.param2);
-  if (handle == nullptr || !OpenClips().Remove(handle)) return host::imNoErr;
-  if (ImporterClip* clip = ClipOfHandle(handle)) ReleaseImporterClip(clip);
-  if (const host::MemFuncs* memory = MemFuncsOf(call.parms); memory != nullptr && memory->disposeHandle != nullptr) {
-    memory->disposeHandle(handle);
-  }
+  CloseImporterClip(call, AsHandle(call.param2));
   return host::imNoErr;
 }
 
 int32_t GetInfo(const Call& call) {
   const auto* access = As<host::FileAccessRec8>(call.param1);
   auto* record = As<host::FileInfoRec8>(call.param2);
-  if (record->privatedata == nullptr) {
-    host::Handle opened = nullptr;
-    const int32_t result = OpenImporterClip(call.parms, access->filepath, access->filetype, &opened);
-    if (result != host::imNoErr) return result;
-    record->privatedata = opened;
-  }
-  const ImporterClip* clip = ClipOfHandle(record->privatedata);
-  if (clip == nullptr) return host::imOtherErr;
+  host::Handle handle = record->privatedata;
+  ImporterClip* clip = nullptr;
+  if (const int32_t result = FindOrOpenClip(call, *access, &handle, &clip); result != host::imNoErr) return result;
+  record->privatedata = handle;
   FillFileInfo(*clip, access->filetype, record);
   return host::imNoErr;
 }

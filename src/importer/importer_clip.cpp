@@ -72,7 +72,11 @@ host::Handle MakePrivateData(const host::StdParms* parms, ImporterClip* clip) {
   const host::MemFuncs* memory = MemFuncsOf(parms);
   if (memory == nullptr || memory->newHandle == nullptr) return nullptr;
   const host::Handle handle = memory->newHandle(sizeof(clip));
-  if (handle == nullptr || *handle == nullptr) return nullptr;
+  if (handle == nullptr) return nullptr;
+  if (*handle == nullptr) {
+    if (memory->disposeHandle != nullptr) memory->disposeHandle(handle);
+    return nullptr;
+  }
   std::memcpy(*handle, &clip, sizeof(clip));
   return handle;
 }

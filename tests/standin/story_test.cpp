@@ -196,6 +196,12 @@ TEST(Story, RefusesWhatIsNotOurs) {
     FailHandleAllocations(1);
     EXPECT_EQ(HostClip::Open(*plugin, file.path(), 0, &result), nullptr);
     EXPECT_EQ(result, host::imMemErr);
+    AtNextHandle([](host::Handle handle) { *handle = nullptr; });
+    EXPECT_EQ(HostClip::Open(*plugin, file.path(), 0, &result), nullptr);
+    EXPECT_EQ(result, host::imMemErr) << "a handle without a block";
+    AtNextHandle([&](host::Handle) { std::remove(file.path().c_str()); });
+    EXPECT_EQ(HostClip::Open(*plugin, file.path(), 0, &result), nullptr);
+    EXPECT_EQ(result, host::imBadFile) << "gone between the clip's own opening and the host's";
     ExpectClean(std::move(plugin));
   });
   std::remove(noArchive.c_str());
