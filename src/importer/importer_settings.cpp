@@ -8,7 +8,6 @@
 
 #include "host/pixel_formats.h"
 #include "importer/diagnostic_log.h"
-#include "platform/environment.h"
 
 namespace qx {
 

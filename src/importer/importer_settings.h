@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/environment.h"
 
 namespace qx {
 
@@ -19,9 +19,6 @@ struct ImporterSettings {
   std::vector<uint32_t> defaultFormats;   // FourCCs in order of preference, 2 or 3
   std::vector<uint32_t> explicitFormats;  // replaces the offered list when not empty, at most 16
 };
-
-/// Looks up a variable whose value must fit a buffer of the given size (see ReadEnvironment).
-using EnvironmentLookup = std::function<std::optional<std::string>(const char* name, size_t bufferSize)>;
 
 /// Pure: nothing is switched on or logged.
 ImporterSettings ReadImporterSettings(const EnvironmentLookup& lookup);

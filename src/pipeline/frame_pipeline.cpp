@@ -148,7 +148,7 @@ PipelineLoads FramePipeline::SampleLoads() {
 
 FramePipeline& ProcessPipeline() {
   static FramePipeline& pipeline =
-      *std::make_unique<FramePipeline>(DefaultPipelineBackend(), MakePipelineConfig(ProcessorCount(), ProcessEnvironment)).release();
+      *std::make_unique<FramePipeline>(DefaultPipelineBackend(), MakePipelineConfig(ProcessorCount(), ReadEnvironment)).release();
   return pipeline;
 }
 

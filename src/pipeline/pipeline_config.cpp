@@ -4,7 +4,6 @@
 #include <climits>
 #include <cstdlib>
 
-#include "platform/environment.h"
 #include "platform/worker_pool.h"
 
 namespace qx {
@@ -22,7 +21,7 @@ int32_t LeadingInteger(const char* text, char** end) {
 
 /// The integer that a variable's text begins with; 0 when the variable is unset or holds none.
 int32_t IntegerVariable(const EnvironmentLookup& environment, const char* name) {
-  const std::optional<std::string> text = environment(name);
+  const std::optional<std::string> text = environment(name, kEnvironmentBufferSize);
   char* end = nullptr;
   return text.has_value() ? LeadingInteger(text->c_str(), &end) : 0;
 }
@@ -54,7 +53,7 @@ int32_t DefaultViewReaders(int processors) {
 
 PipelineConfig MakePipelineConfig(int processors, const EnvironmentLookup& environment) {
   PipelineConfig config;
-  const Tuning tuning = ParseTuning(environment("QORIX_IMPORT_TUNE").value_or(""));
+  const Tuning tuning = ParseTuning(environment("QORIX_IMPORT_TUNE", kEnvironmentBufferSize).value_or(""));
   const bool readersTuned = tuning.readers >= 1 && tuning.readers <= kMaxReaders;
   config.viewReaders = readersTuned ? tuning.readers : DefaultViewReaders(processors);
   if (tuning.prefetch > 0) config.prefetch = tuning.prefetch;
@@ -72,10 +71,6 @@ PipelineConfig MakePipelineConfig(int processors, const EnvironmentLookup& envir
   config.exportCopyThreads = std::max(processors / 2, config.copyThreads);
   config.developThreads = std::clamp(processors - 1, 0, kMaxWorkers - 1);
   return config;
-}
-
-std::optional<std::string> ProcessEnvironment(const char* name) {
-  return ReadEnvironment(name, kEnvironmentBufferSize);
 }
 
 }  // namespace qx

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <optional>
-#include <string>
+
+#include "platform/environment.h"
 
 namespace qx {
 
@@ -22,16 +21,11 @@ struct PipelineConfig {
   int32_t developThreads = 0;           // development on the processor; the reader itself works too
 };
 
-/// Looks up an environment variable: its value, or nothing when it is unset or too long to be read.
-using EnvironmentLookup = std::function<std::optional<std::string>(const char* name)>;
-
-/// The configuration of a machine with `processors` logical processors, tuned by
-///   QORIX_IMPORT_TUNE      "readers,prefetch,inFlight": readers 1 … 8, the others above 0; what is missing or out of range keeps its
-///   default QORIX_IMPORT_CLIPMB    clip cache in MiB, above 0 QORIX_IMPORT_XREADERS  reader threads of export mode, at least 1
+/// The configuration of a machine with `processors` logical processors, tuned by variables of at most 63 bytes:
+///   QORIX_IMPORT_TUNE      "readers,prefetch,inFlight": readers 1 … 8, the others above 0; a missing or wrong one keeps its default
+///   QORIX_IMPORT_CLIPMB    clip cache in MiB, above 0
+///   QORIX_IMPORT_XREADERS  reader threads of export mode, at least 1
 ///   QORIX_IMPORT_COPYTH    threads of the view copy pool, at least 1
 PipelineConfig MakePipelineConfig(int processors, const EnvironmentLookup& environment);
-
-/// The process's own environment, values of at most 63 bytes.
-std::optional<std::string> ProcessEnvironment(const char* name);
 
 }  // namespace qx

@@ -101,7 +101,7 @@ class ArchiveClip : public testing::Test {
 
   const std::vector<uint8_t> archive_ = MakeArchive();
   std::filesystem::path path_;
-  FramePipeline pipeline_{DefaultPipelineBackend(), MakePipelineConfig(4, [](const char*) { return std::nullopt; })};
+  FramePipeline pipeline_{DefaultPipelineBackend(), MakePipelineConfig(4, [](const char*, size_t) { return std::nullopt; })};
 };
 
 TEST_F(ArchiveClip, DeliversEveryFormatAtEverySizeAsDevelopedAlone) {

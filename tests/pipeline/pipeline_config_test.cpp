@@ -10,7 +10,7 @@ namespace {
 using Variables = std::map<std::string, std::string>;
 
 PipelineConfig Configure(int processors, const Variables& variables) {
-  return MakePipelineConfig(processors, [&](const char* name) -> std::optional<std::string> {
+  return MakePipelineConfig(processors, [&](const char* name, size_t) -> std::optional<std::string> {
     const auto found = variables.find(name);
     return found == variables.end() ? std::nullopt : std::optional(found->second);
   });
