@@ -47,10 +47,13 @@ void FramePipeline::StartOnce() {
 
 void FramePipeline::SetExportMode(bool exportMode) {
   Start();
+  if (exportMode_ == exportMode) return;  // every frame request comes here: no lock when nothing changes
+  // Readers that could not come back would stay slow in view mode, for the rest of the process.
+  const bool lowersReaders = exportMode && PriorityCanBeRaised();
   {
     LockGuard guard(readersLock_);
     if (exportMode_.exchange(exportMode) == exportMode) return;
-    const ThreadPriority priority = exportMode ? ThreadPriority::kBelowNormal : ThreadPriority::kNormal;
+    const ThreadPriority priority = lowersReaders ? ThreadPriority::kBelowNormal : ThreadPriority::kNormal;
     for (const std::unique_ptr<Thread>& reader : readers_) {
       if (reader != nullptr) reader->SetPriority(priority);
     }

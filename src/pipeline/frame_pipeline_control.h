@@ -3,7 +3,8 @@
 
 namespace qx {
 
-/// View mode (playback: few readers at normal priority) or export mode (all readers, below normal priority, larger cache). Any thread.
+/// View mode (playback: few readers at normal priority) or export mode (all readers, larger cache, below normal priority where the system
+/// lets them come back to normal). Any thread.
 void SetExportMode(bool exportMode);
 
 /// Stops all reader threads and the GPU thread, waiting at most 10 seconds for each. The pipeline does not start again in this process.

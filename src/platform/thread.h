@@ -32,6 +32,10 @@ class Thread {
   std::shared_ptr<State> state_;
 };
 
+/// True when a thread that was set below normal can come back to normal. Any user may lower a thread on Linux, but raising it again takes a
+/// privilege or a limit that few have. Tried out on a thread that ends at once.
+bool PriorityCanBeRaised();
+
 /// Identifier of the calling thread as log lines show it.
 unsigned long CurrentThreadId();
 

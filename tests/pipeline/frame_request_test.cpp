@@ -1,10 +1,14 @@
 // Requests, readers and the clip cache together, on a recording whose readers wait at gates.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <future>
 
 #include "base/log.h"
 #include "pipeline/clip_impl.h"
+#include "platform/thread.h"
 #include "tests/pipeline/fake_recording.h"
 
 namespace qx {
@@ -322,6 +326,31 @@ TEST(ExportMode, PutsAllReadersToWork) {
   EXPECT_EQ(Ask(clip, 1), 1);
   EXPECT_EQ(log.Count("mode: export (all readers below normal priority, wider copy)"), 1);
   EXPECT_EQ(log.Count("mode: view"), 1);
+}
+
+TEST(ExportMode, LeavesNoSlowReadersToUsersWhoCannotRaisePriorities) {
+  if (getpriority(PRIO_PROCESS, 0) != 0) GTEST_SKIP() << "these tests run at a priority of their own";
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_NICE, &none);
+    if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
+    FakeRecording recording;
+    std::atomic<int> nice{-1};
+    recording.onRead = [&](int32_t) { return nice = getpriority(PRIO_PROCESS, id_t(CurrentThreadId())), 0; };
+    FramePipeline pipeline(MakeFakeBackend(recording), SmallConfig());
+    const ClipPtr clip = OpenFakeClip(pipeline);
+    pipeline.SetExportMode(true);
+    EXPECT_EQ(Ask(clip, 1), 1);
+    pipeline.SetExportMode(false);
+    EXPECT_EQ(Ask(clip, 2), 2);
+    EXPECT_EQ(nice, 0);
+    _exit(HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child ended with status " << status;
 }
 
 TEST(Shutdown, EndsWaitingRequestsAndRefusesLaterOnes) {

@@ -83,6 +83,16 @@ void Thread::SetPriority(ThreadPriority priority) {
   if (id != 0) setpriority(PRIO_PROCESS, id_t(id), nice);
 }
 
+bool PriorityCanBeRaised() {
+  bool cameBack = false;
+  const auto thread = Thread::Start("qx priority", [&cameBack] {
+    const id_t id = id_t(syscall(SYS_gettid));
+    cameBack = setpriority(PRIO_PROCESS, id, kBelowNormalNice) == 0 && setpriority(PRIO_PROCESS, id, 0) == 0;
+  });
+  if (thread != nullptr) thread->Join();
+  return cameBack;
+}
+
 unsigned long CurrentThreadId() {
   return static_cast<unsigned long>(syscall(SYS_gettid));
 }
