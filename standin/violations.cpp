@@ -35,9 +35,4 @@ std::vector<std::string> Violations() {
   return TheList().lines;
 }
 
-void ClearViolations() {
-  const std::lock_guard<std::mutex> guard(TheList().lock);
-  TheList().lines.clear();
-}
-
 }  // namespace standin

@@ -11,6 +11,5 @@ void ReportViolation(const char* format, ...) __attribute__((format(printf, 1, 2
 
 /// All lines so far. Any thread.
 std::vector<std::string> Violations();
-void ClearViolations();
 
 }  // namespace standin

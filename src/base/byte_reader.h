@@ -77,8 +77,6 @@ class ByteReader {
   uint64_t U64Le() { return Load<uint64_t>(LoadU64Le); }
   uint64_t U64Be() { return Load<uint64_t>(LoadU64Be); }
   float F32Le() { return std::bit_cast<float>(U32Le()); }
-  float F32Be() { return std::bit_cast<float>(U32Be()); }
-  double F64Le() { return std::bit_cast<double>(U64Le()); }
   double F64Be() { return std::bit_cast<double>(U64Be()); }
 
   /// The same in the reader's own byte order.

@@ -13,12 +13,10 @@
 #define CAPABILITY(x) QX_TSA(capability(x))
 #define SCOPED_CAPABILITY QX_TSA(scoped_lockable)
 #define GUARDED_BY(x) QX_TSA(guarded_by(x))
-#define PT_GUARDED_BY(x) QX_TSA(pt_guarded_by(x))
 #define ACQUIRE(...) QX_TSA(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) QX_TSA(release_capability(__VA_ARGS__))
 #define REQUIRES(...) QX_TSA(requires_capability(__VA_ARGS__))
 #define EXCLUDES(...) QX_TSA(locks_excluded(__VA_ARGS__))
-#define NO_THREAD_SAFETY_ANALYSIS QX_TSA(no_thread_safety_analysis)
 
 namespace qx {
 
