@@ -12,7 +12,6 @@ namespace qx {
 namespace {
 
 constexpr int32_t kLoggedSelectors = 16;
-constexpr const char* kLevelSuffixes[] = {"", " half", " quarter"};
 
 int32_t InitiateRead(const host::AsyncRequestRec* request) {
   auto* clip = static_cast<ImporterClip*>(request->inPrivateData);

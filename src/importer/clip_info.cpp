@@ -143,14 +143,13 @@ void FillFileInfo(const ImporterClip& clip, int32_t fileType, host::FileInfoRec8
 }
 
 int32_t PreferredFrameSize(const ImporterClip& clip, host::PreferredFrameSizeRec* record) {
-  const ClipInfo& info = clip.info;
-  const int32_t sizes[4][2] = {
-      {info.fullWidth, info.fullHeight}, {info.halfWidth, info.halfHeight}, {info.quarterWidth, info.quarterHeight}, {0, 0}};
-  const int32_t index = record->inIndex;
-  if (index < 0 || index > 2 || sizes[index][0] == 0) return host::imOtherErr;
-  record->outWidth = sizes[index][0];
-  record->outHeight = sizes[index][1];
-  return sizes[index + 1][0] != 0 ? host::imIterateFrameSizes : host::imNoErr;
+  const int32_t level = record->inIndex;
+  if (level < kFullSize || level > kQuarterSize) return host::imOtherErr;
+  const Size size = LevelSize(clip.info, level);
+  if (size.width == 0) return host::imOtherErr;
+  record->outWidth = size.width;
+  record->outHeight = size.height;
+  return level < kQuarterSize && LevelSize(clip.info, level + 1).width != 0 ? host::imIterateFrameSizes : host::imNoErr;
 }
 
 int32_t DescribeTimecode(const ImporterClip& clip, host::TimeInfoRec8* record) {

@@ -9,6 +9,7 @@
 #include "host/pixel_formats.h"
 #include "host/selectors.h"
 #include "importer/diagnostic_log.h"
+#include "importer/host_formats.h"
 #include "pipeline/frame_pipeline_control.h"
 #include "platform/clock.h"
 
@@ -26,7 +27,8 @@ const char* IntentName(int32_t intent) {
 }
 
 bool IsBgra(uint32_t format) {
-  return format == host::kBgra16 || format == host::kBgraFloat || format == host::kBgraLinear || format == host::kBgra8;
+  const HostFormat* known = FindHostFormat(format);
+  return known != nullptr && known->bgra;
 }
 
 bool IsExport(int32_t intent) {
@@ -79,12 +81,6 @@ RequestTrace& Trace() {
   return *trace;
 }
 
-Size SizeOfLevel(const ClipInfo& info, int32_t level) {
-  if (level == kQuarterSize) return {info.quarterWidth, info.quarterHeight};
-  if (level == kHalfSize) return {info.halfWidth, info.halfHeight};
-  return {info.fullWidth, info.fullHeight};
-}
-
 host::PPix CreateBuffer(ImporterClip* clip, const host::SourceVideoRec& request, uint32_t format, Size size) {
   host::PPix frame = nullptr;
   const host::ColorSpaceId id = request.opaqueColorSpaceIdentifier;
@@ -107,9 +103,9 @@ bool DevelopIntoBuffer(ImporterClip* clip, host::PPix frame, int64_t frameNumber
   int32_t rowBytes = 0;
   if (clip->ppix->getPixels(frame, host::kPPixReadWrite, &pixels) < 0 || pixels == nullptr) return false;
   if (clip->ppix->getRowBytes(frame, &rowBytes) < 0 || rowBytes < 0) return false;
-  const std::optional<OutputPixelFormat> code = CodeOfHostFormat(format);
-  return code && GetFrame(clip->clip.get(), frameNumber, frameNumber, level, *code, reinterpret_cast<uint8_t*>(pixels), uint32_t(rowBytes),
-                          nullptr, nullptr) == 0;
+  const HostFormat* known = FindHostFormat(format);
+  return known != nullptr && GetFrame(clip->clip.get(), frameNumber, frameNumber, level, known->output, reinterpret_cast<uint8_t*>(pixels),
+                                      uint32_t(rowBytes), nullptr, nullptr) == 0;
 }
 
 struct InFlight {
@@ -118,26 +114,6 @@ struct InFlight {
 };
 
 }  // namespace
-
-std::optional<OutputPixelFormat> CodeOfHostFormat(uint32_t format) {
-  switch (format) {
-    case host::kBgra16:
-      return OutputPixelFormat::kBgra16;
-    case host::kBgra8:
-      return OutputPixelFormat::kBgra8;
-    case host::kBgraFloat:
-    case host::kBgraLinear:
-      return OutputPixelFormat::kBgraFloat;
-    case host::kUyvy709:
-      return OutputPixelFormat::kUyvy;
-    case host::kV210_709:
-      return OutputPixelFormat::kV210;
-    case host::kVuyaFloat709:
-      return OutputPixelFormat::kVuyaFloat;
-    default:
-      return std::nullopt;
-  }
-}
 
 std::optional<uint32_t> OfferedFormat(const ImporterSettings& settings, OutputKind kind, size_t index) {
   std::vector<uint32_t> offered;
@@ -158,7 +134,7 @@ FormatChoice ChooseFormat(std::span<const host::FrameFormat> accepted, uint32_t 
   for (size_t i = 0; i < accepted.size(); ++i) {
     const host::FrameFormat& entry = accepted[i];
     if (i < kLoggedFormats) choice.text += (i > 0 ? " " : "") + FourCCText(entry.pixelFormat);
-    const bool known = CodeOfHostFormat(entry.pixelFormat).has_value();
+    const bool known = FindHostFormat(entry.pixelFormat) != nullptr;
     if (!known && entry.pixelFormat != host::kAnyPixelFormat) continue;
     if (!sizeTaken) {
       choice.askedWidth = entry.width;
@@ -201,7 +177,7 @@ int32_t DeliverFrame(ImporterClip* clip, host::SourceVideoRec* request, bool asy
     choice.format = choice.bgraFallback != 0 ? choice.bgraFallback : host::kBgraLinear;
   }
 
-  const Size size = SizeOfLevel(clip->info, level);
+  const Size size = LevelSize(clip->info, level);
   const host::PPix frame = CreateBuffer(clip, *request, choice.format, size);
   if (frame == nullptr) return host::imMemErr;
   const double bufferMs = MonotonicMs();

@@ -13,9 +13,6 @@
 
 namespace qx {
 
-/// The pipeline's code of a host format; nothing for a format that is not known.
-std::optional<OutputPixelFormat> CodeOfHostFormat(uint32_t format);
-
 /// The format that the importer offers at `index`, for an output kind (or without a clip: S-Log3); nothing past the end.
 std::optional<uint32_t> OfferedFormat(const ImporterSettings& settings, OutputKind kind, size_t index);
 

@@ -3,19 +3,17 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 
 #include "host/pixel_formats.h"
 #include "importer/diagnostic_log.h"
+#include "importer/host_formats.h"
 
 namespace qx {
 
 namespace {
 
 constexpr size_t kMaxExplicitFormats = 16;
-constexpr std::array<uint32_t, 7> kKnownFormats = {host::kBgra16,  host::kBgraFloat, host::kBgraLinear,  host::kBgra8,
-                                                   host::kUyvy709, host::kV210_709,  host::kVuyaFloat709};
 
 bool EqualsIgnoringCase(const std::string& a, const char* b) {
   return strcasecmp(a.c_str(), b) == 0;
@@ -61,7 +59,7 @@ std::vector<uint32_t> ParseFormatList(const std::string& value) {
     if (comma - at == 4) {
       const char text[5] = {value[at], value[at + 1], value[at + 2], value[at + 3], '\0'};
       const uint32_t format = host::PixelFourCC(text);
-      if (std::find(kKnownFormats.begin(), kKnownFormats.end(), format) != kKnownFormats.end()) formats.push_back(format);
+      if (FindHostFormat(format) != nullptr) formats.push_back(format);
     }
     at = comma + 1;
   }

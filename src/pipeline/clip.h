@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "base/message.h"
+#include "develop/geometry.h"
 #include "develop/pixel_format.h"
 #include "pipeline/develop_options.h"
 
@@ -16,6 +17,8 @@ class Clip;
 
 /// Size levels: 0 full, 1 half, 2 quarter.
 constexpr int32_t kFullSize = 0, kHalfSize = 1, kQuarterSize = 2;
+/// What log lines put behind a frame number.
+constexpr const char* kLevelSuffixes[] = {"", " half", " quarter"};
 
 struct ClipInfo {
   int32_t isQorix = 0;  // 1 `.qorix` recording, 0 RAW-ZIP archive
@@ -31,6 +34,15 @@ struct ClipInfo {
   int32_t outputKind = 0;  // OutputKind
   int32_t slog3Narrow = 0;
 };
+
+/// Size of a level's frames; 0 × 0 when it is not offered.
+constexpr Size LevelSize(const OutputSizes& sizes, int32_t level) {
+  return level == kFullSize ? sizes.full : level == kHalfSize ? sizes.half : sizes.quarter;
+}
+constexpr Size LevelSize(const ClipInfo& info, int32_t level) {
+  const OutputSizes sizes = {{info.fullWidth, info.fullHeight}, {info.halfWidth, info.halfHeight}, {info.quarterWidth, info.quarterHeight}};
+  return LevelSize(sizes, level);
+}
 
 /// Opens a recording with `options` (null: defaults) and fills `info`. Null with a message when it cannot be opened; nothing is left open.
 Clip* OpenClip(const std::filesystem::path& path, const DevelopOptions* options, ClipInfo* info, Message message);

@@ -40,17 +40,12 @@ bool IsReady(const FrameJob& job) {
 
 }  // namespace
 
-Size LevelSize(const OutputSizes& sizes, int32_t level) {
-  return level == kFullSize ? sizes.full : level == kHalfSize ? sizes.half : sizes.quarter;
-}
-
 Size DevelopmentSize(const OutputSizes& sizes, int32_t level) {
   return level == kFullSize ? sizes.full : sizes.half;
 }
 
 uint64_t BytesPerFrame(const CacheShape& shape, int32_t level) {
-  const bool unpacked = shape.hostFormat == OutputPixelFormat::kRgb48 || shape.hostFormat == OutputPixelFormat::kRgb48ReadBack;
-  const OutputPixelFormat format = unpacked ? OutputPixelFormat::kBgra8 : shape.hostFormat;
+  const OutputPixelFormat format = IsPacked(shape.hostFormat) ? shape.hostFormat : OutputPixelFormat::kBgra8;
   const bool keepsDeveloped = !shape.gpuConverts || format == OutputPixelFormat::kBgraFloat;
   const uint64_t developed = keepsDeveloped ? Pixels(DevelopmentSize(shape.sizes, level)) * kDevelopedBytesPerPixel : 0;
   const Size size = LevelSize(shape.sizes, level);

@@ -14,8 +14,7 @@ namespace qx {
 /// Requests this far behind the last one still count as the same run; queued frames further behind are stale.
 constexpr int64_t kBackwardTolerance = 8;
 
-/// Size of a level's delivered frames, and the size at which they are developed (a quarter frame is developed at half size).
-Size LevelSize(const OutputSizes& sizes, int32_t level);
+/// The size at which a level's frames are developed: a quarter frame is developed at half size.
 Size DevelopmentSize(const OutputSizes& sizes, int32_t level);
 
 /// What the memory need of a clip's frames depends on.

@@ -15,6 +15,11 @@ class Clip;
 /// Memory of one frame; its capacity is exactly the frame's size.
 using FrameBuffer = GrowBuffer<uint8_t>;
 
+/// The formats that developed frames are packed into; the others are 16-bit RGB as it was developed.
+constexpr bool IsPacked(OutputPixelFormat format) {
+  return format != OutputPixelFormat::kRgb48 && format != OutputPixelFormat::kRgb48ReadBack;
+}
+
 enum class JobState : int32_t {
   kQueued = 0,
   kReading = 1,  // a reader works on it

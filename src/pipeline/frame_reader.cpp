@@ -31,10 +31,6 @@ bool Holds(const ReaderSlot& slot, int32_t sourceFrame, bool unpacked) {
   return slot.cachedFrame == sourceFrame && (slot.cachedUnpacked || !unpacked);
 }
 
-bool IsHostFormat(OutputPixelFormat format) {
-  return format != OutputPixelFormat::kRgb48 && format != OutputPixelFormat::kRgb48ReadBack;
-}
-
 }  // namespace
 
 void FrameReader::Run() {
@@ -118,7 +114,7 @@ bool FrameReader::DevelopOnGpu(FrameJob& job, const RawFrame& raw) {
   Clip& clip = *job.clip;
   GpuPath& gpu = pipeline_.gpu();
   job.gpuOutputCode = ChooseGpuOutputCode(gpu.HasOutputPass(), clip.hostFormat, OutputKind(clip.info.outputKind), job.sizeLevel);
-  const bool converts = IsHostFormat(job.gpuOutputCode);
+  const bool converts = IsPacked(job.gpuOutputCode);
   const Size size = converts ? LevelSize(clip.sizes, job.sizeLevel) : DevelopmentSize(clip.sizes, job.sizeLevel);
   FrameBuffer& buffer = converts ? job.converted : job.developed;
   buffer = TakeBuffer(clip, FormatRowBytes(job.gpuOutputCode, size.width) * uint64_t(size.height));
@@ -135,7 +131,7 @@ bool FrameReader::DevelopOnGpu(FrameJob& job, const RawFrame& raw) {
 void FrameReader::ConvertAhead(FrameJob& job) {
   Clip& clip = *job.clip;
   const OutputPixelFormat format = clip.hostFormat;
-  if (!IsHostFormat(format) || job.developed.data() == nullptr || job.isConvertedTo(format)) return;
+  if (!IsPacked(format) || job.developed.data() == nullptr || job.isConvertedTo(format)) return;
   job.convertedReady = false;
   ReturnBuffer(clip, std::move(job.converted));
   const Size size = LevelSize(clip.sizes, job.sizeLevel);

@@ -58,10 +58,6 @@ FrameJob* WaitForJob(Clip& clip, FrameRequest& request) {
   return job;
 }
 
-const char* SizeSuffix(int32_t sizeLevel) {
-  return sizeLevel == kFullSize ? "" : sizeLevel == kHalfSize ? " half" : " quarter";
-}
-
 /// Queues the frames that the host's step leads to.
 void PrefetchAhead(Clip& clip, const FrameRequest& request) REQUIRES(clip.lock) {
   const int32_t count = std::min(clip.pipeline.config().prefetch, ClipJobCapacity(clip, request.sizeLevel) - 2);
@@ -119,8 +115,8 @@ int GetFrame(Clip* clip, int64_t frame, int64_t logFrame, int32_t sizeLevel, Out
   if (LogIsOn()) {
     const JobTimes& times = job->times;
     LogPipeline("frame %lld%s: %s %s, read %.1f, develop %.1f (readback wait %.1f, copy %.1f), wait %.1f, %s %.1f ms, step %lld",
-                static_cast<long long>(logFrame), SizeSuffix(request.sizeLevel), delivered ? "ok" : "FAIL", job->usedGpu ? "GPU" : "CPU",
-                times.readMs, times.developMs, times.readBackWaitMs, times.copyMs, waited - start,
+                static_cast<long long>(logFrame), kLevelSuffixes[request.sizeLevel], delivered ? "ok" : "FAIL",
+                job->usedGpu ? "GPU" : "CPU", times.readMs, times.developMs, times.readBackWaitMs, times.copyMs, waited - start,
                 delivery == Delivery::kCopy ? "copy" : "convert", end - waited, static_cast<long long>(request.step));
   }
   EndRequest(*clip, request, job, delivered);
