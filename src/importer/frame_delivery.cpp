@@ -131,9 +131,7 @@ std::optional<uint32_t> OfferedFormat(const ImporterSettings& settings, OutputKi
 FormatChoice ChooseFormat(std::span<const host::FrameFormat> accepted, uint32_t defaultFormat) {
   FormatChoice choice;
   bool sizeTaken = false;
-  for (size_t i = 0; i < accepted.size(); ++i) {
-    const host::FrameFormat& entry = accepted[i];
-    if (i < kLoggedFormats) choice.text += (i > 0 ? " " : "") + FourCCText(entry.pixelFormat);
+  for (const host::FrameFormat& entry : accepted) {
     const bool known = FindHostFormat(entry.pixelFormat) != nullptr;
     if (!known && entry.pixelFormat != host::kAnyPixelFormat) continue;
     if (!sizeTaken) {
@@ -146,6 +144,15 @@ FormatChoice ChooseFormat(std::span<const host::FrameFormat> accepted, uint32_t 
   }
   if (choice.format == 0) choice.format = defaultFormat;
   return choice;
+}
+
+std::string FormatListText(std::span<const host::FrameFormat> accepted) {
+  std::string text;
+  for (const host::FrameFormat& entry : accepted.first(std::min(accepted.size(), kLoggedFormats))) {
+    if (!text.empty()) text += ' ';
+    text += FourCCText(entry.pixelFormat);
+  }
+  return text;
 }
 
 int32_t ChooseSizeLevel(const ClipInfo& info, int32_t intent, int32_t askedWidth, int32_t askedHeight) {
@@ -162,8 +169,9 @@ int32_t DeliverFrame(ImporterClip* clip, host::SourceVideoRec* request, bool asy
   const InFlight inFlight;
   const int64_t frameNumber = clip->FrameAt(request->inFrameTime);
   const size_t entries = request->inFrameFormats != nullptr ? size_t(std::max(request->inNumFrameFormats, 0)) : 0;
-  FormatChoice choice = ChooseFormat({request->inFrameFormats, entries}, Settings().defaultFormats[0]);
-  Trace().LogFormats(choice.text);
+  const std::span<const host::FrameFormat> accepted(request->inFrameFormats, entries);
+  FormatChoice choice = ChooseFormat(accepted, Settings().defaultFormats[0]);
+  if (LogIsOn()) Trace().LogFormats(FormatListText(accepted));
 
   const int32_t intent = request->inIntent;
   const int32_t level = ChooseSizeLevel(clip->info, intent, choice.askedWidth, choice.askedHeight);

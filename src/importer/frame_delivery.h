@@ -21,9 +21,11 @@ struct FormatChoice {
   uint32_t format = 0;
   uint32_t bgraFallback = 0;  // first accepted BGRA format, 0 for none
   int32_t askedWidth = 0, askedHeight = 0;
-  std::string text;  // FourCCs of the first 12 entries, for the log
 };
 FormatChoice ChooseFormat(std::span<const host::FrameFormat> accepted, uint32_t defaultFormat);
+
+/// FourCCs of the first 12 entries, for the log.
+std::string FormatListText(std::span<const host::FrameFormat> accepted);
 
 /// Size level of a request: smaller sizes only for the intents that show rather than export.
 int32_t ChooseSizeLevel(const ClipInfo& info, int32_t intent, int32_t askedWidth, int32_t askedHeight);

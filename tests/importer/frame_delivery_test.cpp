@@ -66,7 +66,7 @@ TEST(ChooseFormat, FollowsTheHostsOrder) {
     EXPECT_EQ(Text(choice.format), row.format);
     EXPECT_EQ(choice.bgraFallback, row.fallback);
     EXPECT_EQ(choice.askedWidth, row.width);
-    EXPECT_EQ(choice.text, row.text);
+    EXPECT_EQ(FormatListText(row.accepted), row.text);
   }
 }
 
