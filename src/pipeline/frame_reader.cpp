@@ -1,7 +1,5 @@
 #include "pipeline/frame_reader.h"
 
-#include <algorithm>
-
 #include "base/log.h"
 #include "pipeline/clip_impl.h"
 #include "pipeline/delivery.h"
@@ -17,8 +15,7 @@ constexpr int kConversionParts = 8;
 
 int32_t SourceFrameOf(Clip& clip, int64_t displayFrame) {
   LockGuard guard(clip.lock);
-  const int64_t position = std::clamp<int64_t>(displayFrame, 0, clip.info.frameCount - 1);
-  return clip.timeline.map[size_t(position)].frame;
+  return clip.timeline.map[size_t(displayFrame)].frame;
 }
 
 /// False when no whole frame is left to show instead.
@@ -131,9 +128,7 @@ bool FrameReader::DevelopOnGpu(FrameJob& job, const RawFrame& raw) {
 void FrameReader::ConvertAhead(FrameJob& job) {
   Clip& clip = *job.clip;
   const OutputPixelFormat format = clip.hostFormat;
-  if (!IsPacked(format) || job.developed.data() == nullptr || job.isConvertedTo(format)) return;
-  job.convertedReady = false;
-  ReturnBuffer(clip, std::move(job.converted));
+  if (!IsPacked(format) || job.developed.data() == nullptr) return;
   const Size size = LevelSize(clip.sizes, job.sizeLevel);
   const uint64_t rowBytes = FormatRowBytes(format, size.width);
   job.converted = TakeBuffer(clip, rowBytes * uint64_t(size.height));
