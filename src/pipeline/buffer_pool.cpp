@@ -15,29 +15,37 @@ constexpr uint64_t kSpareFrames = 3;
 }  // namespace
 
 FrameBuffer SpareBuffers::Take(uint64_t bytes) {
-  FrameBuffer taken;
   {
     LockGuard guard(bufferLock_);
     for (int i = 0; i < count_; ++i) {
-      if (spares_[size_t(i)].capacity() != bytes) continue;
-      taken = std::move(spares_[size_t(i)]);
-      --count_;
-      if (i < count_) spares_[size_t(i)] = std::move(spares_[size_t(count_)]);
-      bytes_ -= bytes;
-      return taken;
+      if (spares_[size_t(i)].capacity() == bytes) return RemoveLocked(i);
     }
   }
-  if (!taken.Reserve(bytes)) taken.Free();
-  return taken;
+  FrameBuffer made;
+  if (!made.Reserve(bytes)) made.Free();
+  return made;
 }
 
-bool SpareBuffers::Keep(FrameBuffer& buffer, uint64_t frameBytes) {
+FrameBuffer SpareBuffers::Keep(FrameBuffer buffer, uint64_t frameBytes) {
   LockGuard guard(bufferLock_);
   const uint64_t limit = std::max(kSpareBytesFloor, kSpareFrames * frameBytes);
-  if (count_ == kMaxSpares || bytes_ + buffer.capacity() > limit) return false;
+  FrameBuffer leaving;
+  if (count_ == kMaxSpares || bytes_ + buffer.capacity() > limit) {
+    const uint64_t oldest = count_ > 0 ? spares_[0].capacity() : 0;
+    if (oldest == 0 || oldest == buffer.capacity() || bytes_ - oldest + buffer.capacity() > limit) return buffer;
+    leaving = RemoveLocked(0);
+  }
   bytes_ += buffer.capacity();
   spares_[size_t(count_++)] = std::move(buffer);
-  return true;
+  return leaving;
+}
+
+FrameBuffer SpareBuffers::RemoveLocked(int index) {
+  FrameBuffer removed = std::move(spares_[size_t(index)]);
+  std::move(spares_.begin() + index + 1, spares_.begin() + count_, spares_.begin() + index);
+  --count_;
+  bytes_ -= removed.capacity();
+  return removed;
 }
 
 FreeingThread::~FreeingThread() {

@@ -17,14 +17,17 @@ class SpareBuffers {
  public:
   /// A buffer of exactly `bytes`, spare or new; empty when memory is short.
   FrameBuffer Take(uint64_t bytes) EXCLUDES(bufferLock_);
-  /// Keeps `buffer` when there is room: at most 12 buffers, together at most the larger of 300 MiB and three frames of `frameBytes`.
-  /// False leaves it with the caller.
-  [[nodiscard]] bool Keep(FrameBuffer& buffer, uint64_t frameBytes) EXCLUDES(bufferLock_);
+  /// Keeps `buffer` when there is room: at most 12 buffers, together at most the larger of 300 MiB and three frames of `frameBytes`. Where
+  /// there is none, it takes the place of the oldest spare if that has another size, which the clip has stopped asking for. Returns the
+  /// buffer that has to go: that spare, `buffer`, or an empty one.
+  [[nodiscard]] FrameBuffer Keep(FrameBuffer buffer, uint64_t frameBytes) EXCLUDES(bufferLock_);
 
  private:
+  FrameBuffer RemoveLocked(int index) REQUIRES(bufferLock_);
+
   static constexpr int kMaxSpares = 12;
   Mutex bufferLock_;
-  std::array<FrameBuffer, kMaxSpares> spares_ GUARDED_BY(bufferLock_);
+  std::array<FrameBuffer, kMaxSpares> spares_ GUARDED_BY(bufferLock_);  // oldest first
   int count_ GUARDED_BY(bufferLock_) = 0;
   uint64_t bytes_ GUARDED_BY(bufferLock_) = 0;
 };

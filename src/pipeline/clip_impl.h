@@ -101,7 +101,7 @@ void FinishJob(FrameJob* job, bool ready);
 
 /// A buffer of exactly `bytes`; empty when memory is short.
 FrameBuffer TakeBuffer(Clip& clip, uint64_t bytes);
-/// Keeps the buffer for the clip's next frames or frees it. Empty buffers are ignored.
+/// Keeps the buffer for the clip's next frames, or frees it or one that it replaces. Empty buffers are ignored.
 void ReturnBuffer(Clip& clip, FrameBuffer buffer);
 
 }  // namespace qx

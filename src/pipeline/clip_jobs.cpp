@@ -83,7 +83,8 @@ FrameBuffer TakeBuffer(Clip& clip, uint64_t bytes) {
 void ReturnBuffer(Clip& clip, FrameBuffer buffer) {
   if (buffer.data() == nullptr) return;
   const uint64_t frameBytes = BytesPerFrame(CurrentCacheShape(clip), kFullSize);
-  if (!clip.spares.Keep(buffer, frameBytes)) clip.pipeline.freeing().Discard(std::move(buffer));
+  FrameBuffer leaving = clip.spares.Keep(std::move(buffer), frameBytes);
+  if (leaving.data() != nullptr) clip.pipeline.freeing().Discard(std::move(leaving));
 }
 
 void CancelClipJobs(Clip* clip) {

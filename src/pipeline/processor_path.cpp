@@ -48,7 +48,10 @@ int DevelopRgb(ProcessorSession& session, FrameJob& job, const RawFrame& raw, in
   const Size size = session.OutputSize();
   FrameBuffer developed = TakeBuffer(*job.clip, FormatRowBytes(OutputPixelFormat::kRgb48, size.width) * uint64_t(size.height));
   if (developed.data() == nullptr) return message.Fail("out of memory");
-  if (session.Develop(raw, sourceFrame, reinterpret_cast<uint16_t*>(developed.data()), message) != 0) return -1;
+  if (session.Develop(raw, sourceFrame, reinterpret_cast<uint16_t*>(developed.data()), message) != 0) {
+    ReturnBuffer(*job.clip, std::move(developed));
+    return -1;
+  }
   job.developed = std::move(developed);
   return 0;
 }

@@ -161,20 +161,33 @@ TEST(SpareBuffers, GivesBackExactSizesWithinItsLimits) {
   FrameBuffer first = spares.Take(1000);
   ASSERT_EQ(first.capacity(), 1000u);
   const uint8_t* const block = first.data();
-  EXPECT_TRUE(spares.Keep(first, 0));
+  EXPECT_EQ(spares.Keep(std::move(first), 0).data(), nullptr);
   EXPECT_NE(spares.Take(999).data(), block);
   EXPECT_EQ(spares.Take(1000).data(), block);
 
   std::vector<FrameBuffer> buffers(13);
-  for (size_t i = 0; i < buffers.size(); ++i) {
-    buffers[i] = spares.Take(16);
-    if (i > 0) continue;
-    ASSERT_TRUE(spares.Keep(buffers[0], 0));
-    buffers[0] = spares.Take(16);
-  }
-  for (size_t i = 0; i < 12; ++i) EXPECT_TRUE(spares.Keep(buffers[i], 0));
-  EXPECT_FALSE(spares.Keep(buffers[12], 0)) << "twelve buffers at most";
-  EXPECT_EQ(buffers[12].capacity(), 16u) << "stays with the caller";
+  for (FrameBuffer& buffer : buffers) buffer = spares.Take(16);
+  for (size_t i = 0; i < 12; ++i) EXPECT_EQ(spares.Keep(std::move(buffers[i]), 0).data(), nullptr);
+  const uint8_t* const thirteenth = buffers[12].data();
+  EXPECT_EQ(spares.Keep(std::move(buffers[12]), 0).data(), thirteenth) << "twelve buffers at most";
+}
+
+TEST(SpareBuffers, MakeWayForTheSizeThatIsAskedForNow) {
+  SpareBuffers spares;
+  std::vector<FrameBuffer> scrubbed(12), full(2);
+  for (FrameBuffer& buffer : scrubbed) buffer = spares.Take(16);
+  for (FrameBuffer& buffer : full) buffer = spares.Take(64);
+  const uint8_t* const blocks[] = {full[0].data(), full[1].data()};
+  const uint8_t* const oldest = scrubbed[0].data();
+  for (FrameBuffer& buffer : scrubbed) EXPECT_EQ(spares.Keep(std::move(buffer), 0).data(), nullptr);
+  EXPECT_EQ(spares.Keep(std::move(full[0]), 0).data(), oldest);
+  EXPECT_EQ(spares.Keep(std::move(full[1]), 0).capacity(), 16u);
+  EXPECT_EQ(spares.Take(64).data(), blocks[0]);
+  EXPECT_EQ(spares.Take(64).data(), blocks[1]);
+
+  FrameBuffer large;
+  ASSERT_TRUE(large.Reserve(uint64_t(301) << 20));
+  EXPECT_EQ(spares.Keep(std::move(large), 0).capacity(), uint64_t(301) << 20) << "too large even in the place of another";
 }
 
 TEST(SpareBuffers, MemoryIsLimitedTo300MiBOrThreeFrames) {
@@ -189,7 +202,7 @@ TEST(SpareBuffers, MemoryIsLimitedTo300MiBOrThreeFrames) {
     for (int i = 0; i < 6; ++i) {
       FrameBuffer buffer;
       ASSERT_TRUE(buffer.Reserve(uint64_t(100) << 20));
-      kept += spares.Keep(buffer, row.frameBytes);
+      kept += spares.Keep(std::move(buffer), row.frameBytes).data() == nullptr;
     }
     EXPECT_EQ(kept, row.kept);
   }
