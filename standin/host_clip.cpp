@@ -160,8 +160,8 @@ void HostClip::FillRequest(const FrameRequest& request, host::SourceVideoRec* re
   record->outFrame = place;
   record->inQuality = request.quality;
   record->inIntent = request.intent;
-  record->inPlaybackRatio = 1;
-  record->inPlaybackRate = 1;
+  record->inPlaybackRatio = request.playbackRatio;
+  record->inPlaybackRate = request.playbackRate;
   if (request.withColorSpaceId) record->opaqueColorSpaceIdentifier = {{0x1234, 0x5678}};
 }
 

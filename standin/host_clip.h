@@ -42,6 +42,7 @@ struct FrameRequest {
   int32_t width = 0, height = 0;  // asked size, 0 = any
   int32_t intent = 1;             // qx::host::Intent
   int32_t quality = 2;
+  double playbackRatio = 1, playbackRate = 1;
   bool withColorSpaceId = false;
 };
 

@@ -56,7 +56,7 @@ inline void ExpectClean(std::unique_ptr<Plugin> plugin) {
 struct TestClip {
   int width = 64, height = 48, frames = 5;
   std::vector<int> damagedFrames = {};
-  uint32_t samplesPerPixel = 1;
+  bool smooth = false;  // a picture that survives being reduced
 };
 
 /// A picture that tells frames and places apart: a ramp that starts elsewhere in each frame.
@@ -64,7 +64,8 @@ inline std::vector<uint16_t> RampMosaic(const TestClip& clip, int frame) {
   std::vector<uint16_t> samples(size_t(clip.width) * size_t(clip.height));
   for (int y = 0; y < clip.height; ++y) {
     for (int x = 0; x < clip.width; ++x) {
-      samples[size_t(y) * size_t(clip.width) + size_t(x)] = uint16_t(64 + (x * 37 + y * 11 + frame * 301) % 900);
+      const int ramp = clip.smooth ? 60 + x * 2 + y * 200 / clip.height : (x * 37 + y * 11 + frame * 301) % 900;
+      samples[size_t(y) * size_t(clip.width) + size_t(x)] = uint16_t(64 + ramp);
     }
   }
   return samples;

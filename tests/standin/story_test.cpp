@@ -46,6 +46,20 @@ int LargestLumaDifference(const RgbImage& a, const RgbImage& b) {
   return int(largest);
 }
 
+RgbImage Reduced(const RgbImage& image, int32_t factor) {
+  RgbImage reduced{image.width / factor, image.height / factor, {}};
+  for (int32_t y = 0; y < reduced.height; ++y) {
+    for (int32_t i = 0; i < reduced.width * 3; ++i) {
+      uint32_t sum = 0;
+      for (int32_t k = 0; k < factor * factor; ++k) {
+        sum += image.rgb[size_t((y * factor + k / factor) * image.width + i / 3 * factor + k % factor) * 3 + size_t(i % 3)];
+      }
+      reduced.rgb.push_back(uint16_t(sum / uint32_t(factor * factor)));
+    }
+  }
+  return reduced;
+}
+
 TEST(Story, DescribesAClip) {
   const TemporaryClip file({});
   RunInChild({{"QORIX_IMPORT_CURVE", "s-log3"}}, [&] {
@@ -106,25 +120,31 @@ TEST(Story, DeliversTheSamePictureInEveryFormat) {
 }
 
 TEST(Story, GivesSmallerSizesToPlaybackAndFullSizeToExport) {
-  const TemporaryClip file({.width = 64, .height = 2160, .frames = 2});  // half 32 × 1080, quarter 16 × 540
+  const TemporaryClip file({.width = 64, .height = 2160, .frames = 2, .smooth = true});  // half 32 × 1080, quarter 16 × 540
   RunInChild({}, [&] {
     auto plugin = LoadPlugin();
     auto clip = OpenClip(*plugin, file.path());
     EXPECT_EQ(clip->Describe().sizes.size(), 3u);
+    int32_t result = 0;
+    HostFrame whole = clip->GetFrame(RequestFor(1, host::kBgra16), &result);
+    ASSERT_TRUE(bool(whole));
+    const RgbImage full = ImageOfFrame(ViewFrame(whole.get()));
+    whole = HostFrame();
     struct Row {
       int32_t intent, width, height, expectedWidth, expectedHeight;
     };
     for (const Row& row : {Row{host::kIntentPlaying, 16, 540, 16, 540}, Row{host::kIntentPlaying, 32, 1080, 32, 1080},
                            Row{host::kIntentPlaying, 33, 1080, 64, 2160}, Row{host::kIntentExport, 16, 540, 64, 2160}}) {
-      FrameRequest request = RequestFor(1, host::kUyvy709);
+      FrameRequest request = RequestFor(1, host::kBgra16);
       request.intent = row.intent;
       request.width = row.width;
       request.height = row.height;
-      int32_t result = 0;
       const HostFrame frame = clip->GetFrame(request, &result);
       ASSERT_TRUE(bool(frame));
-      EXPECT_EQ(ViewFrame(frame.get()).width, row.expectedWidth);
-      EXPECT_EQ(ViewFrame(frame.get()).height, row.expectedHeight);
+      const RgbImage image = ImageOfFrame(ViewFrame(frame.get()));
+      ASSERT_EQ(image.width, row.expectedWidth);
+      ASSERT_EQ(image.height, row.expectedHeight);
+      EXPECT_LE(LargestDifference(image, Reduced(full, 64 / image.width)), 16) << image.width;
     }
     clip.reset();
     ExpectClean(std::move(plugin));
@@ -163,12 +183,57 @@ TEST(Story, TagsFramesWithTheHostsColorSpaceId) {
       auto clip = OpenClip(*plugin, file.path());
       FrameRequest request = RequestFor(0, host::kBgra8);
       int32_t result = 0;
-      EXPECT_FALSE(ViewFrame(clip->GetFrame(request, &result).get()).colorManaged) << "no id given";
+      const HostFrame plain = clip->GetFrame(request, &result);
+      ASSERT_TRUE(bool(plain));
+      EXPECT_FALSE(ViewFrame(plain.get()).colorManaged) << "no id given";
       request.withColorSpaceId = true;
       const HostFrame frame = clip->GetFrame(request, &result);
+      ASSERT_TRUE(bool(frame));
       EXPECT_EQ(ViewFrame(frame.get()).colorManaged, tagged);
     });
   }
+}
+
+TEST(Story, ColorSpaceComesByNameWhereThatIsSet) {
+  const TemporaryClip file({});
+  RunInChild({{"QORIX_IMPORT_CURVE", "s-log3"}, {"QORIX_IMPORT_CS", "predef"}}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    EXPECT_EQ(clip->Describe().colorSpace, "Sony SGamut3.Cine/SLog3") << "asked for its size first";
+    char name[24] = "as it was";
+    GuardedRecord<host::ColorSpaceRec> space("colour space record");
+    space->inPrivateData = clip->privateData();
+    space->inDestinationBuffer = name;
+    space->ioBufferSize = 23;
+    EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imOtherErr) << "one byte short";
+    EXPECT_STREQ(name, "as it was");
+    space->ioBufferSize = 24;
+    EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imNoErr);
+    EXPECT_STREQ(name, "Sony SGamut3.Cine/SLog3");
+    EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(1), space.get()), host::imBadFormatIndex);
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(Story, ColorSpaceOfAnUnknownHandleIsSLog3) {
+  const TemporaryClip file({});
+  RunInChild({{"QORIX_IMPORT_CURVE", "linear"}, {"QORIX_IMPORT_SLOG3_NARROW", "1"}}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    char block[8] = {};
+    char* stray = block;
+    for (const host::Handle handle : {clip->privateData(), &stray, host::Handle(nullptr)}) {
+      const bool known = handle == clip->privateData();
+      GuardedRecord<host::ColorSpaceRec> space("colour space record");
+      space->inPrivateData = handle;
+      EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imNoErr);
+      EXPECT_EQ(space->colorPrimariesCode, known ? 9 : 1012);
+      EXPECT_EQ(space->isFullRange, known ? 1 : 0);
+    }
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
 }
 
 TEST(Story, RefusesWhatIsNotOurs) {
@@ -295,6 +360,41 @@ TEST(Story, DamagedFramesShowTheirNeighbour) {
   });
 }
 
+TEST(Story, FrameThatNothingCanReplaceFailsAlone) {
+  const TemporaryClip file({.frames = 10, .damagedFrames = {1, 2, 3, 4, 5, 6, 7, 8, 9}});
+  const std::string log = testing::TempDir() + "qx_story_failure.log";
+  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    GuardedRecord<host::AsyncImporterCreationRec> creation("creation");
+    creation->inPrivateData = clip->privateData();
+    ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, creation.get(), nullptr), host::imNoErr);
+    void* const importer = creation->outAsyncPrivateData;
+
+    // A request gives up after its frame and three neighbours: this one after 9, 8, 7, 6 and the next after 5, 4, 3, 2.
+    GuardedRecord<host::SourceVideoRec> request("request");
+    std::vector<host::FrameFormat> formats;
+    const host::PPix before = reinterpret_cast<host::PPix>(&formats);
+    host::PPix place = before;
+    clip->FillRequest(RequestFor(9, host::kBgra8), request.get(), &formats, &place);
+    EXPECT_EQ(plugin->Call(host::imGetSourceVideo, static_cast<void*>(nullptr), request.get()), host::imFrameNotFound);
+    EXPECT_EQ(place, nullptr);
+    place = before;
+    request->inPrivateData = importer;
+    EXPECT_EQ(creation->outAsyncEntry(host::aiGetFrame, request.get()), host::aiFrameNotFound);
+    EXPECT_EQ(place, nullptr);
+    EXPECT_EQ(LiveFrames(), 0u);
+
+    int32_t result = 0;
+    for (const int64_t frame : {0, 1, 9}) EXPECT_TRUE(bool(clip->GetFrame(RequestFor(frame, host::kBgra8), &result))) << frame;
+    EXPECT_EQ(creation->outAsyncEntry(host::aiClose, importer), host::aiNoError);
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
+  const std::vector<std::string> lines = TakeLog(log);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "frame 9 (64x48 bgra): FAIL"), 2);
+}
+
 TEST(Story, OpensRecordingsOfTheOtherKind) {
   const std::string path = testing::TempDir() + "qx_story_" + std::to_string(getpid()) + ".qorix";
   {
@@ -374,7 +474,12 @@ TEST(Story, LogTellsWhatHappened) {
     plugin->Call(200, static_cast<void*>(nullptr), nullptr);
     auto clip = OpenClip(*plugin, file.path());
     int32_t result = 0;
-    for (int i = 0; i < 2; ++i) clip->GetFrame(RequestFor(1, host::kBgra8), &result);
+    FrameRequest request = RequestFor(1, host::kBgra8);
+    request.intent = host::kIntentScrubbing;
+    request.quality = 3;
+    request.playbackRatio = 0.5;
+    request.playbackRate = -1.25;
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(bool(clip->GetFrame(request, &result)));
   });
   const std::vector<std::string> lines = TakeLog(log);
   const auto count = [&](const std::string& start) {
@@ -389,8 +494,12 @@ TEST(Story, LogTellsWhatHappened) {
                   "CinemaDNG RAW-ZIP; curve 2, lut off, ev 0.00"),
             1);
   EXPECT_EQ(count("request formats: bgra"), 1) << "logged when it changes, not for every request";
-  EXPECT_EQ(count("request: intent 1 (stopped), asked 0x0, quality 2 -> giving full"), 1);
+  EXPECT_EQ(count("request: intent 2 (scrubbing), asked 0x0, quality 3 -> giving full"), 1);
   EXPECT_EQ(count("deliver 1 sync 64x48 bgra: ppix "), 2);
+  EXPECT_EQ(
+      std::count_if(lines.begin(), lines.end(),
+                    [](const std::string& line) { return line.ends_with(" ms; parallel 1; intent 2 ratio 0.50 rate -1.25 quality 3"); }),
+      2);
   EXPECT_EQ(count("frame 1: ok CPU, read "), 2);
   EXPECT_EQ(count("frame PPix: creator2 "), 1);
 }
