@@ -177,7 +177,7 @@ TEST(CpuSession, DevelopsLikeTheFormulas) {
        }},
       {"linearization",
        [](Scene& s) {
-         for (int i = 0; i < 700; ++i) s.camera.linearization.push_back(uint16_t(i * i / 400));
+         for (int i = 0; i < 700; ++i) s.camera.linearization.push_back(uint16_t(i * i / 500));
        }},
       {"gain maps of each phase",
        [](Scene& s) {
@@ -229,15 +229,17 @@ TEST(CpuSession, HalvesLikeTheFormulas) {
     const char* name;
     int width;
     bool warp;
+    int masked = 0;
   };
-  for (const Row& row :
-       {Row{"exactly two to one", 32, false}, Row{"a width that does not divide", 34, false}, Row{"with warp", 32, true}}) {
+  for (const Row& row : {Row{"exactly two to one", 32, false}, Row{"a width that does not divide", 34, false}, Row{"with warp", 32, true},
+                         Row{"crop beyond the active area", 32, false, 4}}) {
     SCOPED_TRACE(row.name);
     Scene scene;
     scene.camera = MakeCamera(row.width, 2160);
     scene.params.scaleCode = 2;
     scene.params.outputKind = OutputKind::kRec709;
     if (row.warp) scene.warp = MakeWarp(1, -0.02, 0.001);
+    scene.camera.activeRight -= uint32_t(row.masked);
     ExpectLikeReference(scene, 1);
   }
 }
@@ -284,7 +286,8 @@ TEST(CpuSession, FollowsEachFramesDescription) {
   DevelopParams params;
   params.outputKind = OutputKind::kRec709;
   params.demosaic = Demosaic::kAhd;
-  const DngInfo camera = MakeCamera(48, 34);
+  DngInfo camera = MakeCamera(48, 34);
+  camera.cropX = 4, camera.cropWidth = 40;
   MessageBuffer<256> message;
   const CpuSessionPtr session = CreateCpuSession(camera, params, nullptr, message);
   ASSERT_NE(session, nullptr);
@@ -298,7 +301,9 @@ TEST(CpuSession, FollowsEachFramesDescription) {
       },
       [](DngInfo&, RectilinearWarp& warp) { warp = MakeWarp(1, -0.1, 0); },
       [](DngInfo&, RectilinearWarp& warp) { warp = MakeWarp(0.95, 0.1, 0); },
+      [](DngInfo&, RectilinearWarp& warp) { warp = MakeWarp(0.95, 0.1, 0), warp.plane[0].kr[3] = 0.05; },
       [](DngInfo& c, RectilinearWarp&) { c.gainMaps.push_back(MakeGainMap(0, 0, 34, 48, 1, 0.3f)); },
+      [](DngInfo& c, RectilinearWarp&) { c.cropX = 6; },
       [](DngInfo& c, RectilinearWarp&) {
         c.cfa = {2, 1, 1, 0};
       },
@@ -310,7 +315,7 @@ TEST(CpuSession, FollowsEachFramesDescription) {
     scene.params = params;
     changes[i](scene.camera, scene.warp);
     const auto samples = MakeSamples(scene.camera, uint32_t(i));
-    std::vector<uint16_t> codes(48 * 34 * 3);
+    std::vector<uint16_t> codes(40 * 34 * 3);
     ASSERT_EQ(DevelopFrameCpu(session.get(), SceneFrame(scene, samples), 0, codes.data(), message), 0) << message.text();
     EXPECT_EQ(codes, Develop(scene, samples).codes);
   }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "host/selectors.h"
@@ -79,6 +80,29 @@ TEST(HostLanguage, MatchesCodes) {
                          Row{"zh_TW", "en"}, Row{"ZH_cn", "zh_CN"}, Row{"uk_UA", "uk"}, Row{"", "en"}, Row{"x", "en"}}) {
     EXPECT_STREQ(kLanguageCodes[MatchLanguage(row.language)], row.code) << row.language;
   }
+}
+
+TEST(FileFormat, EndsTheListOfExtensionsInWhateverMemory) {
+  host::IndFormatRec record;
+  std::memset(&record, 0xCC, sizeof(record));
+  EXPECT_EQ(DescribeFileFormat(1, &record), host::imNoErr);
+  EXPECT_EQ(std::string(record.platformExtension, 5), std::string("zip\0\0", 5));
+}
+
+TEST(FileInfo, TellsWhatAHostNeedsToPlay) {
+  ImporterClip clip;
+  clip.info.fpsNumerator = 30000, clip.info.fpsDenominator = 1001;
+  std::strcpy(clip.info.timecode, "01:00:00:00");
+  host::FileInfoRec8 record = {};
+  FillFileInfo(clip, 5, &record);
+  EXPECT_EQ(int(record.alphaType), 6) << "opaque";
+  host::TimeInfoRec8 time = {};
+  EXPECT_EQ(DescribeTimecode(clip, &time), host::imNoErr);
+  EXPECT_EQ(int32_t(time.orgScale), 30000);
+  EXPECT_EQ(int32_t(time.orgSampleSize), 1001);
+  host::ImportInfoRec info = {};
+  FillImportInfo(&info);
+  EXPECT_EQ(int32_t(info.keepLoaded), 1);
 }
 
 }  // namespace

@@ -7,8 +7,10 @@
 
 #include "develop/cpu/cpu_session.h"
 #include "pipeline/clip_impl.h"
+#include "pipeline/source_open.h"
 #include "rawzip/archive_source.h"
 #include "samples/dng_writer.h"
+#include "samples/recording_maker.h"
 #include "samples/scene.h"
 #include "samples/zip_writer.h"
 #include "tests/pipeline/fake_recording.h"
@@ -177,6 +179,20 @@ TEST_F(ArchiveClip, OtherFilesAreRefusedWithTheReadersMessage) {
   MessageBuffer<256> message;
   EXPECT_EQ(OpenClipIn(pipeline_, path_, nullptr, nullptr, message), nullptr);
   EXPECT_FALSE(message.empty());
+}
+
+TEST(SourceOpen, FindsARecordingWhoseBeginningIsDamaged) {
+  QorixRecordingOptions options;
+  options.format.width = 32, options.format.height = 16, options.frames = 3;
+  std::vector<uint8_t> bytes;
+  ASSERT_TRUE(MakeRecording(options, QorixSinkTo(&bytes)));
+  std::fill_n(bytes.begin(), 48, uint8_t(0));
+  const MemorySource file(bytes);
+  SourceTimeline source;
+  FrameSourcePtr frames;
+  MessageBuffer<256> message;
+  EXPECT_EQ(source_timeline_open(&source, file, message), 0) << message.text();
+  EXPECT_EQ(source.frames.size(), 3u);
 }
 
 }  // namespace

@@ -56,6 +56,7 @@ TEST(OpenClip, SaysWhyItCannot) {
                [](FakeRecording&recording, DevelopOptions&) {
                  recording.cfa = {0, 0, 1, 2};
                }},
+           Row{"empty clip", [](FakeRecording&recording, DevelopOptions&) { recording.width = 4; }},
            Row{"output curve 5 is not supported yet", [](FakeRecording&, DevelopOptions&options) { options.outputCurve = 5; }},
            Row{"bad demosaic -1", [](FakeRecording&, DevelopOptions&options) { options.demosaic = -1; }},
            Row{"cannot open the LUT", [](FakeRecording&, DevelopOptions&options) { std::memcpy(options.lutPath, u"/no/such.cube", 28); }},
@@ -225,7 +226,7 @@ TEST(LinearClips, DeliverFloatValuesAboveWhite) {
 /// A graphics card that develops as FakeSession does, but adds 50.
 class FakeGpu final : public GpuPath {
  public:
-  explicit FakeGpu(int32_t failingFrame) : failingFrame_(failingFrame) {}
+  explicit FakeGpu(int32_t failingFrame, std::string* calls = nullptr) : failingFrame_(failingFrame), calls_(calls) {}
   int32_t EnsureStarted() override { return 1; }
   bool HasOutputPass() const override { return true; }
   int Develop(FrameJob& job, const RawFrame& raw) override {
@@ -235,11 +236,16 @@ class FakeGpu final : public GpuPath {
     for (uint64_t i = 3; i < job.converted.capacity(); i += 4) job.converted[i] = 255;
     return 0;
   }
-  void ReleaseSessions(Clip&) override {}
+  void ReleaseSessions(Clip&) override {
+    if (calls_ != nullptr) *calls_ += "release ";
+  }
   double BusySeconds() const override { return 0; }
-  void Shutdown() override {}
+  void Shutdown() override {
+    if (calls_ != nullptr) *calls_ += "shutdown ";
+  }
 
  private:
+  std::string* const calls_ = nullptr;
   const int32_t failingFrame_;
 };
 
@@ -286,6 +292,20 @@ TEST(GraphicsPath, AbsenceIsLoggedOnce) {
   EXPECT_EQ(Ask(a, 1), 1);
   EXPECT_EQ(Ask(b, 1), 1);
   EXPECT_EQ(log.Count("GL: no OpenGL context in this build (no GPU, CPU path)"), 1);
+}
+
+TEST(GraphicsPath, LetsGoOfSessionsWhenOptionsChangeAndClipsClose) {
+  FakeRecording recording;
+  std::string calls;
+  recording.gpu = std::make_unique<FakeGpu>(-1, &calls);
+  FramePipeline pipeline(MakeFakeBackend(recording), SmallConfig());
+  ClipPtr clip = OpenFakeClip(pipeline);
+  EXPECT_EQ(Ask(clip, 9), 59);
+  EXPECT_EQ(Apply(clip, Exposed(20)), 0);
+  EXPECT_EQ(calls, "release ");
+  clip.reset();
+  pipeline.Shutdown();
+  EXPECT_EQ(calls, "release release shutdown ");
 }
 
 }  // namespace

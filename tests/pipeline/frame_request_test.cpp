@@ -4,6 +4,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <sys/resource.h>
+
+#include <atomic>
 #include <future>
 #include <thread>
 
@@ -388,6 +391,19 @@ TEST(ClipStatistics, CountJobsByState) {
   EXPECT_EQ(stats.jobs, 5);
   EXPECT_GE(stats.readerLoad, 0);
   gate.Open();
+}
+
+TEST(ExportMode, LowersTheReadersPriority) {
+  FakeRecording recording;
+  std::atomic<int> nice{0};
+  recording.onRead = [&](int32_t) { return nice = getpriority(PRIO_PROCESS, 0), 0; };
+  FramePipeline pipeline(MakeFakeBackend(recording), SmallConfig());
+  const ClipPtr clip = OpenFakeClip(pipeline);
+  EXPECT_EQ(Ask(clip, 0), 0);
+  const int viewing = nice;
+  pipeline.SetExportMode(true);
+  EXPECT_EQ(Ask(clip, 50), 50);
+  EXPECT_GT(nice, viewing);
 }
 
 }  // namespace

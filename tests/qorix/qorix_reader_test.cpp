@@ -216,5 +216,33 @@ TEST(QorixReader, HandsSlicesToTheDirectOutput) {
   qorix_set_direct_output(*open.reader, nullptr);
 }
 
+TEST(QorixReader, SubstituteFollowsTheLastGoodFrame) {
+  TestRecording recording = MakeTestRecording();
+  CorruptSlice(&recording.file, 3, 2);
+  CorruptSlice(&recording.file, 6, 2);
+  OpenReader open(recording.file);
+  for (const int32_t frame : {1, 3, 4, 6}) ASSERT_EQ(open.reader->ReadFrame(frame, &open.raw, 0), 0);
+  const std::vector<uint16_t> good = LinearSamples(recording.options, 4);
+  EXPECT_TRUE(std::equal(open.raw.samples + 2 * 96 * 16, open.raw.samples + 3 * 96 * 16, good.begin() + 2 * 96 * 16));
+}
+
+TEST(QorixReader, FrameOfAnotherWidthIsNoSubstitute) {
+  std::vector<uint8_t> bytes;
+  QorixWriter writer(QorixSinkTo(&bytes));
+  ASSERT_TRUE(writer.Begin(SceneFileOptions()));
+  for (const uint16_t width : {uint16_t(16), uint16_t(32)}) {
+    ASSERT_TRUE(writer.WriteFrame({.width = width, .height = 16, .rowsPerSlice = 8}, std::vector<uint16_t>(size_t(width) * 16, 100),
+                                  width / 32, width * 1000000));
+  }
+  ASSERT_TRUE(writer.Finish());
+  CorruptSlice(&bytes, 1, 1);
+  OpenReader open(bytes);
+  ASSERT_NE(open.reader, nullptr) << open.message;
+  ASSERT_EQ(open.reader->ReadFrame(0, &open.raw, 0), 0);
+  ASSERT_EQ(open.reader->ReadFrame(1, &open.raw, 0), 0) << open.reader->LastMessage();
+  EXPECT_EQ(qorix_read_stats(*open.reader).substitutedSlices, 0);
+  EXPECT_EQ(open.raw.samples[32 * 8], 0);
+}
+
 }  // namespace
 }  // namespace qx

@@ -243,5 +243,10 @@ TEST(QorixSource, SaysWhenMemoryRunsOutAnywhere) {
   }
 }
 
+TEST(QorixSource, PassesTheScansWarningOn) {
+  OpenSource open(MakeTestRecording([](QorixRecordingOptions& options) { options.file.header.partNumber = 2; }));
+  EXPECT_EQ(open.source.openMessage, "part 2 of the recording: parts are not joined, only this file is read");
+}
+
 }  // namespace
 }  // namespace qx

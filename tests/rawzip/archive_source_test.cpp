@@ -57,6 +57,12 @@ TEST(ArchiveSource, OrdersFramesByTheNumbersInNames) {
   }
 }
 
+TEST(ArchiveSource, LeftOverIsMoreThanASecondAheadAtTheCommentsRate) {
+  TestArchive archive;
+  for (const char* name : {"50.dng", "11.dng", "12.dng", "13.dng"}) archive.Frame(name, SmallFrame());
+  EXPECT_FALSE(OpenedArchive(archive.Finish("FrameRate:60")).source.firstFrameRenumbered);
+}
+
 TEST(ArchiveSource, TellsMembersByTheirEndings) {
   TestArchive archive;
   archive.Text("empty.dng", "II*").Frame("f1.dng", SmallFrame(), ZipMethod::kDeflate).Text("a.WAV", "x").Text("b.opus", "x");
@@ -346,6 +352,11 @@ TEST(ArchiveSource, ComparesNameNumbersWithTimeStamps) {
     EXPECT_EQ(opened.source.numberingResult, row.result);
     EXPECT_EQ(opened.source.numberingNote, row.note);
   }
+  TestArchive close;  // less than half a period apart: still the next number
+  close.Frame("x1.dng", SmallFrame())
+      .Frame("x2.dng", SmallFrame())
+      .Text("c.frames.csv", kHeader + "x1.dng,1000000000,0\nx2.dng,1001000000,1\n");
+  EXPECT_EQ(OpenedArchive(close.Finish("DngNumbering:sensor")).source.numberingResult, 1);
 }
 
 /// Frames 1.dng, 2.dng, … with these TimeCodes (-1: none) and no index.

@@ -397,6 +397,12 @@ TEST(Lj92, ChoosesTheReadingOfCategory16ThatFitsTheData) {
        kLj92Ok,
        false,
        {0, 0, 32768}},
+      {"the first reading fails, the other one leaves bytes",
+       false,
+       "0 1100000000000001 10 0 1000000000000010 11111111 11111111",
+       kLj92Ok,
+       true,
+       {16385, 16385, 49155}},
       {"both fail: the first code stands", false, "0 11", kLj92Corrupt, false, {}},
   };
   for (const Row& row : rows) {

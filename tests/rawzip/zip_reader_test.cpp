@@ -20,12 +20,12 @@ ByteVector FromHex(std::string_view hex) {
 // Two STORE members "a" and "b" of five bytes each. Local headers at 0 and 36, directory at 72 (two records of 47 bytes), end record at
 // 166.
 constexpr size_t kTwoDirectory = 72, kTwoRecord = 47, kTwoEnd = 166;
-ByteVector TwoMembers(std::string_view comment = {}) {
+ByteVector TwoMembers(std::string_view comment = {}, bool zip64 = false) {
   ByteVector bytes;
   ZipWriter writer(ZipSinkTo(&bytes));
   writer.Add("a", BytesOf("first"));
   writer.Add("b", BytesOf("other"));
-  writer.Finish({.comment = comment});
+  writer.Finish({.comment = comment, .forceZip64 = zip64});
   return bytes;
 }
 
@@ -492,6 +492,14 @@ TEST(ZipReader, NamesResultsAndMethods) {
                                      std::pair{93, "ZSTD"}, std::pair{9, "?"}, std::pair{65535, "?"}}) {
     EXPECT_STREQ(zip_method_name(uint16_t(method)), name);
   }
+}
+
+TEST(ZipReader, FindsTheZip64LocatorBeforeTheLongestComment) {
+  const ByteVector bytes = TwoMembers(std::string(65535, 'c'), true);
+  const MemorySource file(bytes);
+  const OpenedZip zip(file);
+  EXPECT_TRUE(zip.archive.zip64);
+  EXPECT_FALSE(zip.archive.recovered);
 }
 
 }  // namespace

@@ -57,6 +57,8 @@ struct TestClip {
   int width = 64, height = 48, frames = 5;
   std::vector<int> damagedFrames = {};
   bool smooth = false;  // a picture that survives being reduced
+  uint32_t samplesPerPixel = 1;
+  int32_t rateNumerator = 25, rateDenominator = 1;
 };
 
 /// A picture that tells frames and places apart: a ramp that starts elsewhere in each frame.
@@ -85,7 +87,7 @@ class TemporaryClip {
       dng.bitsPerSample = 12;
       dng.black = {64};
       dng.white = 1023;
-      dng.frameRate = {25, 1};
+      dng.frameRate = {clip.rateNumerator, clip.rateDenominator};
       dng.asShotNeutral = {0.5, 1.0, 0.625};
       std::vector<uint8_t> bytes = qx::WriteDng(dng, RampMosaic(clip, frame));
       for (const int damaged : clip.damagedFrames) {

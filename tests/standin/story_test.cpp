@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 
 #include "host/pixel_formats.h"
 #include "host/selectors.h"
@@ -6,6 +7,7 @@
 #include "samples/recording_maker.h"
 #include "standin/frame_image.h"
 #include "standin/guarded.h"
+#include "standin/host_frames.h"
 #include "standin/host_memory.h"
 #include "standin/host_suites.h"
 #include "tests/standin/story_support.h"
@@ -502,6 +504,174 @@ TEST(Story, LogTellsWhatHappened) {
       2);
   EXPECT_EQ(count("frame 1: ok CPU, read "), 2);
   EXPECT_EQ(count("frame PPix: creator2 "), 1);
+}
+
+TEST(Story, FrameThatCannotBeShownLeavesNothingBehind) {
+  const TemporaryClip file({.frames = 6, .damagedFrames = {0, 1, 2, 3, 4}});
+  const std::string log = testing::TempDir() + "qx_story_fail.log";
+  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    int32_t result = 0;
+    EXPECT_FALSE(bool(clip->GetFrame(RequestFor(0, host::kBgra8), &result)));
+    EXPECT_EQ(result, host::imFrameNotFound);
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
+  const std::vector<std::string> lines = TakeLog(log);
+  EXPECT_NE(std::find(lines.begin(), lines.end(), "frame 0 (64x48 bgra): FAIL"), lines.end());
+}
+
+TEST(Story, SettingsReachTheClip) {
+  const TemporaryClip file({.width = 64, .height = 2160, .frames = 4});
+  const std::string log = testing::TempDir() + "qx_story_settings.log";
+  RunInChild({{"QORIX_IMPORT_LOG", log}, {"QORIX_IMPORT_CPU", "1"}, {"QORIX_IMPORT_CURVE", "s-log3"}, {"QORIX_IMPORT_SLOG3_NARROW", "1"}},
+             [&] {
+               auto plugin = LoadPlugin();
+               auto clip = OpenClip(*plugin, file.path());
+               const ClipFacts facts = clip->Describe();
+               EXPECT_EQ(facts.colorSpace, "type 3, primaries 1012, transfer 1001, matrix 0, 16 bit, narrow range");
+               EXPECT_EQ(facts.extraMemoryBytes, 64u * 2160 * 6 + 838860800);
+               FrameRequest request = RequestFor(1, host::kBgra8);
+               request.intent = host::kIntentPlaying, request.width = 32, request.height = 1080;
+               int32_t result = 0;
+               EXPECT_TRUE(bool(clip->GetFrame(request, &result)));
+               GuardedRecord<host::AsyncImporterCreationRec> creation("creation");
+               creation->inPrivateData = clip->privateData();
+               ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, creation.get(), nullptr), host::imNoErr);
+               GuardedRecord<host::AsyncRequestRec> initiate("initiate");
+               initiate->inPrivateData = creation->outAsyncPrivateData;
+               initiate->sourceVideo.inFrameTime = clip->TimeOfFrame(3);
+               EXPECT_EQ(creation->outAsyncEntry(host::aiInitiateAsyncRead, initiate.get()), host::aiNoError);
+               EXPECT_EQ(creation->outAsyncEntry(host::aiClose, creation->outAsyncPrivateData), host::aiNoError);
+               request.intent = host::kIntentExport;
+               EXPECT_TRUE(bool(clip->GetFrame(request, &result)));
+               clip.reset();
+               ExpectClean(std::move(plugin));
+             });
+  const std::vector<std::string> lines = TakeLog(log);
+  const auto count = [&](const std::string& start) {
+    return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
+  };
+  EXPECT_EQ(count("initiate 3 half"), 1) << "the size of the latest request";
+  EXPECT_EQ(count("mode: export"), 1);
+  EXPECT_EQ(count("GL: "), 0) << "the card is not even asked for";
+}
+
+TEST(Story, PredefinedColorSpaceIsNamed) {
+  const TemporaryClip file({});
+  RunInChild({{"QORIX_IMPORT_CS", "predef"}, {"QORIX_IMPORT_CURVE", "s-log3"}}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    EXPECT_EQ(clip->Describe().colorSpace.size(), 23u);
+    std::vector<char> small(23, 'x');
+    GuardedRecord<host::ColorSpaceRec> space("colour space record");
+    space->inPrivateData = clip->privateData();
+    space->inDestinationBuffer = small.data();
+    space->ioBufferSize = 23;
+    EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imOtherErr) << "no room for the terminator";
+    EXPECT_EQ(small, std::vector<char>(23, 'x'));
+  });
+}
+
+int OpenDescriptorsOf(const std::string& path) {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    count += std::filesystem::read_symlink(entry.path(), error) == path;
+  }
+  return count;
+}
+
+TEST(Story, QuietClosesTheHostsFileAndASecondCloseIsHarmless) {
+  const TemporaryClip file({});
+  RunInChild({}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    const int open = OpenDescriptorsOf(file.path());
+    clip->Quiet();
+    EXPECT_EQ(OpenDescriptorsOf(file.path()), open - 1);
+    const host::Handle handle = clip->privateData();
+    EXPECT_EQ(clip->Close(), host::imNoErr);
+    EXPECT_EQ(plugin->Call(host::imCloseFile, static_cast<void*>(nullptr), handle), host::imNoErr) << "closed already";
+    uintptr_t wild = 16;
+    char* fake = reinterpret_cast<char*>(&wild);
+    GuardedRecord<host::IndPixelFormatRec> format("pixel format record");
+    format->privatedata = &fake;
+    EXPECT_EQ(plugin->Call(host::imGetIndPixelFormat, uint64_t(0), format.get()), host::imNoErr) << "not a clip handle";
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(StandIn, ReportsWhatAPluginDoesWrong) {
+  RunInChild({}, [] {
+    host::PPix frame = nullptr;
+    const host::Rect bounds = {0, 0, 4, 2};
+    ASSERT_EQ(PPixCreatorFunctions()->createPPix(&frame, host::kPPixReadWrite, host::kBgra8, &bounds), host::kSuiteNoError);
+    char* pixels = nullptr;
+    PPixFunctions()->getPixels(frame, host::kPPixReadWrite, &pixels);
+    pixels[32] = 0;
+    PPixFunctions()->dispose(frame);
+    PPixFunctions()->dispose(frame);
+    PPixCreator2Functions()->createColorManagedPPix(&frame, host::kPPixReadWrite, host::kBgra8, 4, 2, false, 0, 1, 1, {});
+    const host::Handle handle = MemoryFunctions()->newHandle(8);
+    (*handle)[-1] = 0;
+    MemoryFunctions()->disposeHandle(handle);
+    std::vector<std::string> lines = Violations();
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[0], "frame pixels: written past its 32 bytes");
+    EXPECT_TRUE(lines[1].starts_with("PPix dispose: "));
+    EXPECT_EQ(lines[2], "colour-managed frame without a colour-space id");
+    EXPECT_EQ(lines[3], "memory handle: written before its 8 bytes");
+    EXPECT_EQ(LiveFrames(), 1u);
+  });
+}
+
+int ThreadsNamed(const std::string& wanted) {
+  int count = 0;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::ifstream in(task.path() / "comm");
+    std::getline(in, name);
+    count += name == wanted;
+  }
+  return count;
+}
+
+TEST(Story, InitiatedFramesAreReadAhead) {
+  const TemporaryClip file({.damagedFrames = {3}, .rateNumerator = 30000, .rateDenominator = 1001});
+  const std::string log = testing::TempDir() + "qx_story_ahead.log";
+  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
+    auto plugin = LoadPlugin();
+    int32_t result = 0;
+    EXPECT_EQ(HostClip::Open(*plugin, file.path() + ".gone.zip", 0, &result), nullptr);
+    auto clip = OpenClip(*plugin, file.path());
+    GuardedRecord<host::AsyncImporterCreationRec> creation("creation");
+    creation->inPrivateData = clip->privateData();
+    ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, creation.get(), nullptr), host::imNoErr);
+    GuardedRecord<host::AsyncRequestRec> initiate("initiate");
+    initiate->inPrivateData = creation->outAsyncPrivateData;
+    initiate->sourceVideo.inFrameTime = clip->TimeOfFrame(3);
+    EXPECT_EQ(creation->outAsyncEntry(host::aiInitiateAsyncRead, initiate.get()), host::aiNoError);
+    for (int i = 0; i < 200; ++i) {
+      std::ifstream in(log);
+      if (std::string(std::istreambuf_iterator<char>(in), {}).find("frame 3 unreadable") != std::string::npos) break;
+      usleep(10000);
+    }
+    EXPECT_EQ(creation->outAsyncEntry(host::aiClose, creation->outAsyncPrivateData), host::aiNoError);
+    clip.reset();
+    ExpectClean(std::move(plugin));
+    int readers = ThreadsNamed("qx reader");
+    for (int i = 0; i < 200 && readers > 0; ++i, readers = ThreadsNamed("qx reader")) usleep(10000);  // ended threads leave a little later
+    EXPECT_EQ(readers, 0);
+  });
+  const std::vector<std::string> lines = TakeLog(log);
+  const auto count = [&](const std::string& start) {
+    return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
+  };
+  EXPECT_EQ(count("initiate 3"), 1) << "the host's time at 30000/1001";
+  EXPECT_EQ(count("frame 3 unreadable"), 1);
+  EXPECT_EQ(count("open " + file.path() + ".gone.zip: not ours: cannot open the file"), 1);
 }
 
 }  // namespace
