@@ -4,8 +4,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <sys/resource.h>
-
 #include <atomic>
 #include <future>
 #include <thread>
