@@ -6,6 +6,7 @@
 #include "importer/diagnostic_log.h"
 #include "importer/frame_delivery.h"
 #include "importer/importer_clip.h"
+#include "importer/session_statistics.h"
 
 namespace qx {
 
@@ -44,6 +45,7 @@ int32_t Dispatch(int32_t selector, void* param) {
       return host::aiNoError;
     case host::aiFlush:
       CancelClipJobs(static_cast<ImporterClip*>(param)->clip.get());
+      CloseSession();
       return host::aiNoError;
     case host::aiGetFrame:
       return GetFrameNow(static_cast<host::SourceVideoRec*>(param));

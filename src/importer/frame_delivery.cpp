@@ -10,6 +10,7 @@
 #include "host/selectors.h"
 #include "importer/diagnostic_log.h"
 #include "importer/host_formats.h"
+#include "importer/session_statistics.h"
 #include "pipeline/frame_pipeline_control.h"
 #include "platform/clock.h"
 
@@ -199,6 +200,7 @@ int32_t DeliverFrame(ImporterClip* clip, host::SourceVideoRec* request, bool asy
       static_cast<long long>(frameNumber), async ? "async" : "sync", size.width, size.height, formatText.c_str(), bufferMs - startMs,
       endMs - bufferMs, lastEndMs > 0 ? startMs - lastEndMs : 0.0, inFlight.parallel, intent, request->inPlaybackRatio,
       request->inPlaybackRate, request->inQuality);
+  RecordDelivery(*clip, frameNumber, size.width, startMs, endMs - startMs, lastEndMs > 0 ? startMs - lastEndMs : -1.0);
   Trace().SetLastEndMs(endMs);
   if (!delivered) {
     LogLine("frame %lld (%dx%d %.4s): FAIL", static_cast<long long>(frameNumber), size.width, size.height, formatText.c_str());
