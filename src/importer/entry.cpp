@@ -4,6 +4,7 @@
 
 #include "host/selectors.h"
 #include "importer/async_importer.h"
+#include "importer/audio_delivery.h"
 #include "importer/clip_info.h"
 #include "importer/diagnostic_log.h"
 #include "importer/frame_delivery.h"
@@ -152,7 +153,7 @@ int32_t Dispatch(const Call& call) {
     case host::imGetIndFormat:
       return DescribeFileFormat(reinterpret_cast<size_t>(call.param1), As<host::IndFormatRec>(call.param2));
     case host::imImportAudio7:
-      return host::imOtherErr;  // no clip has sound to give
+      return ImportAudio(As<host::ImportAudioRec7>(call.param2));
     case host::imGetIndPixelFormat:
       return GetIndPixelFormat(call);
     case host::imGetSupports8:
