@@ -53,6 +53,15 @@ ClipPtr OpenWithDefaults(const std::filesystem::path& path, DevelopOptions* opti
   return clip;
 }
 
+// A host that took the file for the other kind has not read it: its name ends wrongly.
+bool IsAnnouncedAsOtherKind(const ImporterClip& clip, uint32_t fileType) {
+  const bool isQorix = clip.info.isQorix != 0;
+  if (fileType != (isQorix ? host::kFileTypeRawZip : host::kFileTypeQorix)) return false;
+  LogLine("open %s: announced as a %s, is a %s — not opened under this name; rename it to end in %s", Utf8FromPath(clip.path).c_str(),
+          isQorix ? "RAW-ZIP archive" : ".qorix recording", isQorix ? ".qorix recording" : "RAW-ZIP archive", isQorix ? ".qorix" : ".zip");
+  return true;
+}
+
 bool AcquireSuites(const host::SPBasicSuite* basic, ImporterClip* clip) {
   clip->ppixCreator = {basic, host::kPPixCreatorSuiteName, host::kPPixCreatorSuiteVersion};
   clip->ppix = {basic, host::kPPixSuiteName, host::kPPixSuiteVersion};
@@ -101,7 +110,7 @@ int32_t OpenImporterClip(const host::StdParms* parms, const char16_t* path, int3
   DevelopOptions options;
   opened->clip = OpenWithDefaults(opened->path, &options, &opened->info);
   if (opened->clip == nullptr) return host::imBadFile;
-  if (uint32_t(fileType) == (opened->info.isQorix != 0 ? host::kFileTypeRawZip : host::kFileTypeQorix)) return host::imBadFile;
+  if (IsAnnouncedAsOtherKind(*opened, uint32_t(fileType))) return host::imBadFile;
 
   const host::SPBasicSuite* basic = BasicSuiteOf(parms);
   QueryHostLanguage(basic);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "importer/audio_delivery.h"
 #include "importer/diagnostic_log.h"
 #include "importer/importer_clip.h"
 
@@ -24,6 +25,7 @@ SessionStatistics& ProcessStatistics() {
 WindowLoad LoadOf(const ImporterClip& clip) {
   WindowLoad load;
   GetClipStats(clip.clip.get(), &load.pipeline);
+  load.audio = TakeAudioCallCounters();
   return load;
 }
 
@@ -79,14 +81,14 @@ void SessionStatistics::CountDeliveryLocked(const Delivery& delivery) {
 
 void SessionStatistics::CloseWindowLocked(double seconds, const WindowLoad& load) {
   const ClipStats& pipeline = load.pipeline;
-  const double audioAverageMs = load.audioCalls > 0 ? double(load.audioMicroseconds) / 1000 / double(load.audioCalls) : 0;
+  const double audioAverageMs = load.audio.calls > 0 ? double(load.audio.totalMicroseconds) / 1000 / load.audio.calls : 0;
   LogLine(
       "sum: %dx, %.1f fr/s, skipped %d, ours med %.1f / p95 %.1f ms, Premiere med %.1f / p95 %.1f ms, ready ahead %d, queued %d, "
       "running %d, readers busy %.0f %%, GPU thread busy %.0f %%, process %.1f cores; audio %ld calls, avg %.2f / max %.2f ms",
       session_.width, window_.frames / (seconds - window_.start), int(window_.skipped), PercentileOf(&window_.samples.ours, kMedian),
       PercentileOf(&window_.samples.ours, kP95), PercentileOf(&window_.samples.host, kMedian), PercentileOf(&window_.samples.host, kP95),
       pipeline.readyAhead, pipeline.queued, pipeline.reading, pipeline.readerLoad * 100, pipeline.gpuLoad * 100, pipeline.processLoad,
-      load.audioCalls, audioAverageMs, double(load.longestAudioMicroseconds) / 1000);
+      long(load.audio.calls), audioAverageMs, double(load.audio.longestMicroseconds) / 1000);
   session_.readersSum += pipeline.readerLoad;
   session_.gpuSum += pipeline.gpuLoad;
   session_.coresSum += pipeline.processLoad;

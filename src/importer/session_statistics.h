@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/lock.h"
+#include "importer/audio_delivery.h"
 #include "pipeline/clip.h"
 
 namespace qx {
@@ -25,9 +26,7 @@ struct Delivery {
 /// The load at the end of a window. The sound counters cover the time since they were last taken.
 struct WindowLoad {
   ClipStats pipeline;
-  long audioCalls = 0;
-  int64_t audioMicroseconds = 0;         // of all calls together
-  int64_t longestAudioMicroseconds = 0;  // of the longest call
+  AudioCallCounters audio;
 };
 
 /// Asked at most once a second, under the statistics lock; may take the clip lock.

@@ -31,6 +31,8 @@ class FrameSource {
   [[nodiscard]] virtual int ReadFrame(int32_t frame, RawFrame* out, uint32_t flags) = 0;
   /// Text of the last failure; cleared at the start of every read.
   virtual const char* LastMessage() const = 0;
+  /// After a read that succeeded: what of the frame was damaged and what stands in its place; "" for a whole frame.
+  virtual const char* LastDamage() const { return ""; }
 };
 
 using FrameSourcePtr = std::unique_ptr<FrameSource>;

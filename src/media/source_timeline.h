@@ -42,6 +42,8 @@ struct SourceTimeline {
   std::unique_ptr<ContainerState> container;
   /// Warnings of opening that did not make it fail; at most 255 bytes.
   std::string openMessage;
+  /// What is damaged and how the frames were found nevertheless, in words; empty for a whole file. At most 255 bytes.
+  std::string damageNote;
 
   // Frames, in capture order.
   std::vector<FrameRecord> frames;

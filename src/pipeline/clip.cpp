@@ -4,6 +4,7 @@
 #include <iterator>
 #include <new>
 
+#include "base/log.h"
 #include "pipeline/clip_impl.h"
 #include "platform/path.h"
 
@@ -11,12 +12,20 @@ namespace qx {
 
 namespace {
 
+// What an editor or a supporter needs to know about the file itself, once for each clip.
+void LogSource(const SourceTimeline& source) {
+  for (const std::string* note : {&source.openMessage, &source.damageNote, &source.indexNote, &source.numberingNote}) {
+    if (!note->empty()) LogPipeline("source: %s", note->c_str());
+  }
+}
+
 int OpenSources(Clip& clip, Message message) {
   const PipelineBackend& backend = clip.pipeline.backend();
   clip.indexFile = backend.openFile(clip.path);
   clip.framesFile = backend.openFile(clip.path);
   if (clip.indexFile == nullptr || clip.framesFile == nullptr) return message.Fail("cannot open the file");
   if (backend.openTimeline(&clip.source, *clip.indexFile, message) != 0) return -1;
+  LogSource(clip.source);
   {
     LockGuard guard(clip.lock);
     if (frame_timeline_build(&clip.timeline, clip.source, message) != 0) return -1;

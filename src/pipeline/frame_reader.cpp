@@ -86,6 +86,7 @@ bool FrameReader::OpenSlot(const Clip& clip, ReaderSlot& slot) {
 
 bool FrameReader::ReadRaw(FrameJob& job, ReaderSlot& slot, bool unpacked) {
   const double start = MonotonicMs();
+  const int32_t wanted = SourceFrameOf(*job.clip, job.frame);
   while (true) {
     sourceFrame_ = SourceFrameOf(*job.clip, job.frame);
     if (Holds(slot, sourceFrame_, unpacked)) break;
@@ -93,12 +94,14 @@ bool FrameReader::ReadRaw(FrameJob& job, ReaderSlot& slot, bool unpacked) {
     if (slot.frames->ReadFrame(sourceFrame_, &slot.raw, unpacked ? kReadUnpacked : kReadPacked) == 0) {
       slot.cachedFrame = sourceFrame_;
       slot.cachedUnpacked = unpacked;
+      if (const char* damage = slot.frames->LastDamage(); *damage != '\0') LogPipeline("frame %d: %s", sourceFrame_, damage);
       break;
     }
     LogPipeline("frame %d unreadable: %s", sourceFrame_, slot.frames->LastMessage());
     if (!MarkBad(*job.clip, sourceFrame_) || retries_ == kMaxRetries) return false;
     ++retries_;
   }
+  if (sourceFrame_ != wanted) LogPipeline("frame %d: frame %d is shown instead", wanted, sourceFrame_);
   job.times.readMs += MonotonicMs() - start;
   return true;
 }

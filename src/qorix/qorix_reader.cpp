@@ -36,6 +36,7 @@ class QorixFrameSource final : public FrameSource {
   double FramesPerSecond() const override { return source_.fps; }
   const DngInfo* CameraData() const override { return source_.hasFirstDng ? &source_.firstDng : nullptr; }
   const char* LastMessage() const override { return message_.text(); }
+  const char* LastDamage() const override { return damage_.text(); }
   int ReadFrame(int32_t frame, RawFrame* out, uint32_t flags) override;
 
   QorixReadStats stats() const { return stats_; }
@@ -47,6 +48,8 @@ class QorixFrameSource final : public FrameSource {
   bool ReadSliceData(DecodedFrame* decoded);
   /// SetUp, slice data and all slices.
   bool Decode(int32_t frame, DecodedFrame* decoded);
+  /// Says which slices of frame_ are bad and what stands in their place.
+  void DescribeDamage();
   /// Fills bad slices from the last good frame, where that can still be read and has the same geometry.
   void FillBadSlices();
   /// The way through the registered interface; false: take the usual one.
@@ -69,7 +72,7 @@ class QorixFrameSource final : public FrameSource {
   DecodedFrame reference_;       // holds heldFrame_
   int32_t heldFrame_ = -1;
   QorixReadStats stats_;
-  MessageBuffer<256> message_;
+  MessageBuffer<256> message_, damage_;
 
   Mutex directLock_;
   CondVar directLeft_;
@@ -79,6 +82,7 @@ class QorixFrameSource final : public FrameSource {
 
 int QorixFrameSource::ReadFrame(int32_t frame, RawFrame* out, uint32_t) {
   message_.Clear();
+  damage_.Clear();
   stats_ = {};
   if (frame < 0 || frame >= FrameCount()) return message_.view().Fail("frame %d missing", frame);
   if (DirectOutput* output = EnterDirect()) {
@@ -99,6 +103,7 @@ int QorixFrameSource::ReadFrame(int32_t frame, RawFrame* out, uint32_t) {
   if (frame_.badSlices > 0 && referenceFrame_ >= 0) FillBadSlices();
   stats_ = StatsOf(frame_);
   if (frame_.badSlices == 0) referenceFrame_ = frame;
+  if (frame_.badSlices > 0) DescribeDamage();
   Fill(frame, out, frame_.samples.data());
   return 0;
 }
@@ -132,6 +137,16 @@ bool QorixFrameSource::Decode(int32_t frame, DecodedFrame* decoded) {
   decode_slices(state().pool.get(), decoded, SliceData(*decoded), decoded->samples.data(), RowBytes(*decoded), 0,
                 int32_t(decoded->sliceSizes.size()) - 1, nullptr, 0);
   return true;
+}
+
+void QorixFrameSource::DescribeDamage() {
+  const int slices = int(frame_.sliceSizes.size());
+  if (frame_.substitutedSlices > 0) {
+    damage_.view().Set("%d of %d slices damaged, %d filled from frame %d", frame_.badSlices, slices, frame_.substitutedSlices,
+                       referenceFrame_);
+  } else {
+    damage_.view().Set("%d of %d slices damaged, none filled (no whole frame of this size was read before)", frame_.badSlices, slices);
+  }
 }
 
 void QorixFrameSource::FillBadSlices() {

@@ -109,6 +109,17 @@ void FillRawType(const RecordingScan& scan, QorixState* state) {
   state->rawTypeFlag = (*item)[1] != 0;
 }
 
+// Numbers go on from part to part. A metadata chunk tells of its frame even when that is gone.
+int64_t FramesBefore(const RecordingScan& scan) {
+  if (scan.header.partNumber == 0) return 0;
+  int64_t before = INT64_MAX;
+  for (const ChunkRecord& record : scan.records) {
+    if (record.tag == kTagFrame) before = std::min(before, int64_t(record.seq));
+    if (record.tag == kTagMetadata) before = std::min(before, int64_t(record.key2));
+  }
+  return before;
+}
+
 void FillTotals(const RecordingScan& scan, QorixState* state) {
   int64_t total = int64_t(FrameChunk(scan, scan.frames.size() - 1).seq) + 1;
   for (const ChunkRecord& record : scan.records) {
@@ -120,6 +131,30 @@ void FillTotals(const RecordingScan& scan, QorixState* state) {
   }
   state->framesTotal = total;
   state->framesLost = std::max<int64_t>(0, total - int64_t(scan.frames.size()));
+  state->framesBefore = FramesBefore(scan);
+  state->framesLostHere = std::max<int64_t>(0, state->framesLost - state->framesBefore);
+}
+
+// What is counted and how much of it there is, when it is not 0, each behind the ones before.
+void AddCount(std::string* note, const char* what, int64_t count) {
+  if (count > 0) *note += Formatted(64, "%s%s: %lld", note->empty() ? "" : "; ", what, static_cast<long long>(count));
+}
+
+void DescribeDamage(const RecordingScan& scan, const QorixState& state, SourceTimeline* source) {
+  std::string note;
+  if (scan.openState == OpenState::kRecovered) {
+    note = scan.trailer.present ? "index missing or damaged" : "not closed properly (no index at its end)";
+    AddCount(&note, "chunks found by searching the file", int64_t(scan.records.size()));
+  }
+  uint64_t damagedBytes = 0;
+  for (const ByteRange& area : scan.damaged) damagedBytes += area.end - area.begin;
+  AddCount(&note, "unusable areas", int64_t(scan.damaged.size()));
+  if (damagedBytes > 0) note += Formatted(64, " (%llu bytes)", static_cast<unsigned long long>(damagedBytes));
+  AddCount(&note, "chunks of another recording in them", int64_t(scan.counters.foreignChunks));
+  AddCount(&note, "index entries that do not hold", int64_t(scan.unverified.size()));
+  AddCount(&note, "frames lost", state.framesLostHere);
+  AddCount(&note, "frames cut off", state.truncatedFrames);
+  source->damageNote = note;
 }
 
 // The first of the leading frames that sets up gives the recording's camera data.
@@ -159,6 +194,7 @@ int OpenInto(SourceTimeline* source, QorixState* state, const ByteSource& file, 
   FillLevel(scan.header, source, state);
   FillRawType(scan, state);
   FillTotals(scan, state);
+  DescribeDamage(scan, *state, source);
   FillFirstFrame(source, state);
   DescribeQorixSound(&state->scan, source, &state->soundInfo);
   return 0;

@@ -45,7 +45,9 @@ class QorixState final : public ContainerState {
   QorixSoundInfo soundInfo;
   uint64_t frameBytes = 0;
   int32_t truncatedFrames = 0;
-  int64_t framesTotal = 0, framesLost = 0;
+  int64_t framesTotal = 0, framesLost = 0;  // of the recording, all its parts
+  /// Frames of the parts before this one, as far as the frames and metadata that are left tell; lost ones among the rest.
+  int64_t framesBefore = 0, framesLostHere = 0;
   std::string levelName;
   bool hasRawType = false;
   uint8_t rawTypeCode = 0;

@@ -45,6 +45,20 @@ int CollectFrames(SourceTimeline& source, Message message) {
   return 0;
 }
 
+void DescribeDamage(SourceTimeline& source) {
+  const ZipArchive& zip = archive_state(source).zip;
+  MessageBuffer<256> note;
+  if (zip.recovered) {
+    const auto behind = (unsigned long long)(zip.fileSize - std::min(zip.directoryOffset, zip.fileSize));
+    note.view().Set("no usable directory; records found by their own headers: %d (frames: %d)", int(zip.entries.size()),
+                    int(source.frames.size()));
+    const std::string found = note.text();
+    if (zip.cutOff) note.view().Set("%s; the last record is cut off (%llu bytes of it)", found.c_str(), behind);
+    if (!zip.cutOff && behind > 0) note.view().Set("%s; no record found in the last %llu bytes", found.c_str(), behind);
+  }
+  source.damageNote = note.text();
+}
+
 void RejectUnreadIndex(SourceTimeline& source, const MessageBuffer<256>& note) {
   source.indexState = -1;
   source.indexNote = note.text();
@@ -118,6 +132,7 @@ int archive_source_open(SourceTimeline* source, const ByteSource& file, uint32_t
     archive_source_close(source);
     return -1;
   }
+  DescribeDamage(*source);
   MemberBuffer buffer;
   OrderFrames(*source, &buffer);
   DescribeArchiveSound(*source);

@@ -35,6 +35,8 @@ struct ZipArchive {
   bool recovered = false;  // the table was rebuilt from local headers
   bool zip64 = false;
   uint64_t directoryOffset = 0;  // after a walk: where it stopped
+  bool cutOff = false;           // the walk stopped inside a member
+  std::string cutOffName;        // of that member, as far as it is there
   int32_t compressedCount = 0;   // entries whose method is not STORE
 };
 

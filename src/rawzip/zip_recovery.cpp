@@ -1,5 +1,6 @@
 #include "rawzip/zip_recovery.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "base/checked.h"
@@ -18,6 +19,8 @@ class LocalHeaderWalk {
   [[nodiscard]] bool Allocate() { return file_.Allocate(); }
   /// Where the next local header is expected.
   uint64_t position() const { return position_; }
+  /// Whether a member begins at position() that Next() refused, and its name as far as it is there.
+  bool StopsInsideMember(std::string* name);
   /// Reads the member at position() and moves behind it; false, without moving, where there is no whole member.
   bool Next(ZipEntry* entry);
 
@@ -38,6 +41,17 @@ bool LocalHeaderWalk::Next(ZipEntry* entry) {
   if (!RangeFits(entry->dataOffset, entry->compressedSize, file_.fileSize())) return false;
   const bool hasDescriptor = (entry->flags & kZipHasDescriptor) != 0;
   position_ = hasDescriptor ? SkipDescriptor(entry) : entry->dataOffset + entry->compressedSize;
+  return true;
+}
+
+bool LocalHeaderWalk::StopsInsideMember(std::string* name) {
+  ByteReader header(file_.From(position_, kZipLocalHeaderSize));
+  if (header.U32Le() != kZipLocalHeader) return false;
+  header.Skip(22);
+  const uint64_t nameLength = header.U16Le();
+  if (!header.ok()) return true;
+  const Bytes present = file_.From(position_ + kZipLocalHeaderSize, nameLength);
+  name->assign(present.begin(), present.begin() + ptrdiff_t(std::min<uint64_t>(nameLength, present.size())));
   return true;
 }
 
@@ -105,6 +119,7 @@ int RecoverZipEntries(ZipArchive* archive, Message message) {
   if (archive->entries.empty()) return message.Fail("not ZIP or no whole record");
   archive->recovered = true;
   archive->directoryOffset = walk.position();
+  archive->cutOff = walk.StopsInsideMember(&archive->cutOffName);
   return 0;
 }
 

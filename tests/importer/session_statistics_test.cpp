@@ -132,9 +132,7 @@ TEST(SessionStatistics, ClosesAWindowAfterASecond) {
                        .readerLoad = 0.505 * asked,
                        .gpuLoad = 0.25,
                        .processLoad = 2.5};
-    answer.audioCalls = 4;
-    answer.audioMicroseconds = 5000;
-    answer.longestAudioMicroseconds = 3210;
+    answer.audio = {.calls = 4, .totalMicroseconds = 5000, .longestMicroseconds = 3210};
     return answer;
   };
   for (int i = 0; i <= 24; ++i) statistics.RecordDelivery(Steady(i < 20 ? i : i + 5, i * 40), load);

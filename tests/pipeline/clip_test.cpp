@@ -43,6 +43,18 @@ TEST(OpenClip, DescribesTheRecording) {
   }
 }
 
+TEST(OpenClip, TellsTheLogWhatIsDamaged) {
+  FakeRecording recording;
+  recording.openMessage = "central directory not read";
+  recording.damageNote = "no usable directory";
+  const LogCapture log;
+  FramePipeline pipeline(MakeFakeBackend(recording), SmallConfig());
+  OpenFakeClip(pipeline);
+  EXPECT_EQ(log.Count("source: central directory not read"), 1);
+  EXPECT_EQ(log.Count("source: no usable directory"), 1);
+  EXPECT_EQ(log.Count("source: "), 0) << "of notes that are empty";
+}
+
 TEST(OpenClip, SaysWhyItCannot) {
   struct Row {
     const char* message;

@@ -38,6 +38,7 @@ class FakeFrames final : public FrameSource {
     return recording_.onRead(frame);
   }
   const char* LastMessage() const override { return "cannot read"; }
+  const char* LastDamage() const override { return recording_.frameDamage.c_str(); }
 
  private:
   FakeRecording& recording_;
@@ -80,6 +81,8 @@ int OpenTimeline(const FakeRecording& recording, SourceTimeline* source, Message
   if (!recording.openTimelineFails.empty()) return message.Fail("%s", recording.openTimelineFails.c_str());
   source->kind = recording.kind;
   source->qualityLevel = recording.qualityLevel;
+  source->openMessage = recording.openMessage;
+  source->damageNote = recording.damageNote;
   source->fps = source->captureFps = recording.fps;
   source->frames.resize(size_t(recording.frames));
   for (int32_t i = 0; i < recording.frames; ++i) source->frames[size_t(i)] = {i, i, i, 0};

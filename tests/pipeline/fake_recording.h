@@ -50,6 +50,10 @@ struct FakeRecording {
 
   /// Called by every read of a source frame, without locks; non-zero fails the read with "cannot read".
   std::function<int(int32_t frame)> onRead = [](int32_t) { return 0; };
+  /// What every read of a frame says of its damage.
+  std::string frameDamage;
+  /// Notes of the opened file.
+  std::string openMessage, damageNote;
   /// Non-empty: the failure of the operation. `openFramesFails` leaves the clip's own frame source alone.
   std::string openTimelineFails, openFramesFails, createSessionFails, developFails;
   bool fileMissing = false;

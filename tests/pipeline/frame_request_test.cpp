@@ -238,9 +238,20 @@ TEST(UnreadableFrames, AreReplacedByANeighbour) {
   const int shown = Ask(clip, 4);
   EXPECT_TRUE(shown == 3 || shown == 6) << shown;
   EXPECT_EQ(log.Count("frame 4 unreadable: cannot read"), 1);
+  EXPECT_EQ(log.Count("frame 4: frame " + std::to_string(shown) + " is shown instead"), 1);
   const size_t readsBefore = recording.reads().size();
   EXPECT_EQ(Ask(clip, 4), shown);
   EXPECT_EQ(recording.reads().size(), readsBefore);
+}
+
+TEST(UnreadableFrames, DamageThatWasMadeUpForIsLogged) {
+  FakeRecording recording;
+  recording.frameDamage = "1 of 4 slices damaged, 1 filled from frame 2";
+  const LogCapture log;
+  FramePipeline pipeline(MakeFakeBackend(recording), SmallConfig());
+  const ClipPtr clip = OpenFakeClip(pipeline);
+  EXPECT_EQ(Ask(clip, 3), 3);
+  EXPECT_EQ(log.Count("frame 3: 1 of 4 slices damaged, 1 filled from frame 2"), 1);
 }
 
 TEST(UnreadableFrames, FailTheRequestWhenThreeSubstitutesFailToo) {

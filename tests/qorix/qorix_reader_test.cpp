@@ -104,12 +104,15 @@ TEST(QorixReader, BadSlicesComeFromTheLastGoodFrame) {
   EXPECT_EQ(slice(SamplesOf(open.raw), 2), slice(LinearSamples(recording.options, 0), 2));
   EXPECT_EQ(qorix_read_stats(*open.reader).badSlices, 1);
   EXPECT_EQ(qorix_read_stats(*open.reader).substitutedSlices, 0);
+  EXPECT_STREQ(open.reader->LastDamage(), "1 of 4 slices damaged, none filled (no whole frame of this size was read before)");
 
   ASSERT_EQ(open.reader->ReadFrame(1, &open.raw, 0), 0);
+  EXPECT_STREQ(open.reader->LastDamage(), "");
   ASSERT_EQ(open.reader->ReadFrame(3, &open.raw, 0), 0);
   EXPECT_EQ(slice(SamplesOf(open.raw), 2), slice(LinearSamples(recording.options, 1), 2));
   EXPECT_EQ(slice(SamplesOf(open.raw), 3), slice(LinearSamples(recording.options, 3), 3));
   EXPECT_EQ(qorix_read_stats(*open.reader).substitutedSlices, 1);
+  EXPECT_STREQ(open.reader->LastDamage(), "1 of 4 slices damaged, 1 filled from frame 1");
 
   EXPECT_EQ(open.reader->ReadFrame(5, &open.raw, 0), -1);
   EXPECT_STREQ(open.reader->LastMessage(), "frame 5: all slices bad (4)");

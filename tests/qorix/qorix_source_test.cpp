@@ -108,12 +108,34 @@ TEST(QorixSource, CountsLostRepeatedAndTruncatedFrames) {
     EXPECT_EQ(qorix_state(open.source).framesTotal, 8);
     EXPECT_EQ(qorix_state(open.source).framesLost, 1);
     EXPECT_EQ(qorix_state(open.source).truncatedFrames, 0);
+    EXPECT_EQ(open.source.damageNote, "frames lost: 1");
   }
   const QorixPlacedChunk& last = recording.contents.chunks[recording.contents.frames.back().chunk];
   recording.file.resize(last.offset + last.totalSize - 64);
   OpenSource open(recording);
   EXPECT_EQ(qorix_state(open.source).truncatedFrames, 1);
   EXPECT_EQ(qorix_state(open.source).scan.openState, OpenState::kRecovered);
+  const std::string chunks = std::to_string(qorix_state(open.source).scan.records.size());
+  EXPECT_EQ(open.source.damageNote, "not closed properly (no index at its end); chunks found by searching the file: " + chunks +
+                                        "; frames lost: 1; frames cut off: 1");
+}
+
+// The frames of the parts before are not lost, but one of this part is.
+TEST(QorixSource, ALaterPartMissesOnlyItsOwnFrames) {
+  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
+    options.file.header.partNumber = 1;
+    options.file.framesBefore = 100;
+    options.lostSlots = {2};
+  });
+  OpenSource open(recording);
+  EXPECT_EQ(qorix_state(open.source).framesTotal, 108);
+  EXPECT_EQ(qorix_state(open.source).framesBefore, 100);
+  EXPECT_EQ(qorix_state(open.source).framesLostHere, 1);
+}
+
+TEST(QorixSource, SaysNothingOfAWholeFile) {
+  OpenSource open(MakeTestRecording());
+  EXPECT_EQ(open.source.damageNote, "");
 }
 
 TEST(QorixSource, DescribesAndReadsSound) {

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/qorix/recording_support.h"
+#include "tests/rawzip/archive_test_support.h"
 #include "tools/qorix-check/report.h"
 
 namespace tool {
@@ -30,13 +31,15 @@ TEST(Health, TellsWhatIsWholeDamagedOrLost) {
     int verdict;
     int64_t frames, lost, cutOff;
     std::vector<std::vector<int32_t>> faults;  // frame, bad slices, filled ones
-    bool foreign;
+    int foreign;                               // chunks of another recording
+    size_t damagedAreas;
     const char* reason;
+    int64_t neverRecorded = 0;
   };
   const auto asIs = [](qx::QorixRecordingOptions&) {};
   const auto none = [](TestRecording*) {};
   for (const Row& row : {
-           Row{"whole", asIs, none, 0, 8, 0, 0, {}, false, ""},
+           Row{"whole", asIs, none, 0, 8, 0, 0, {}, 0, 0, ""},
            Row{"a frame is not in the file",
                [](qx::QorixRecordingOptions& options) { options.lostSlots = {2}; },
                none,
@@ -45,9 +48,10 @@ TEST(Health, TellsWhatIsWholeDamagedOrLost) {
                1,
                0,
                {},
-               false,
+               0,
+               0,
                ""},
-           Row{"cut", asIs, CutIntoLastFrame, 1, 8, 0, 1, {{7, 1, 1}}, false, ""},
+           Row{"cut", asIs, CutIntoLastFrame, 1, 8, 0, 1, {{7, 1, 1}}, 0, 0, ""},
            Row{"a bad slice",
                asIs,
                [](TestRecording* recording) { qx::CorruptSlice(&recording->file, 3, 1); },
@@ -56,7 +60,8 @@ TEST(Health, TellsWhatIsWholeDamagedOrLost) {
                0,
                0,
                {{3, 1, 1}},
-               false,
+               0,
+               0,
                ""},
            Row{"a frame of bad slices",
                asIs,
@@ -66,7 +71,8 @@ TEST(Health, TellsWhatIsWholeDamagedOrLost) {
                0,
                0,
                {{5, 4, 0}},
-               false,
+               0,
+               0,
                ""},
            Row{"remains of another recording",
                [](qx::QorixRecordingOptions& options) { options.foreignEvery = 2; },
@@ -76,8 +82,60 @@ TEST(Health, TellsWhatIsWholeDamagedOrLost) {
                0,
                0,
                {},
-               true,
+               4,
+               0,
                ""},
+           Row{"remains of another recording in a file that was closed",
+               [](qx::QorixRecordingOptions& options) { options.foreignEvery = 2; },
+               none,
+               0,
+               8,
+               0,
+               0,
+               {},
+               4,
+               0,
+               ""},
+           Row{"zeros where a chunk was",
+               asIs,
+               [](TestRecording* recording) {
+                 const qx::QorixPlacedChunk& frame = recording->contents.chunks[recording->contents.frames[4].chunk];
+                 qx::ZeroBytes(&recording->file, {frame.offset, frame.end()});
+               },
+               1,
+               7,
+               1,
+               0,
+               {},
+               0,
+               1,
+               ""},
+           Row{"a later part",
+               [](qx::QorixRecordingOptions& options) {
+                 options.file.header.partNumber = 1;
+                 options.file.framesBefore = 100;
+               },
+               none,
+               0,
+               8,
+               0,
+               0,
+               {},
+               0,
+               0,
+               ""},
+           Row{"a frame that the phone missed",
+               [](qx::QorixRecordingOptions& options) { options.droppedSlots = {4}; },
+               none,
+               0,
+               7,
+               0,
+               0,
+               {},
+               0,
+               0,
+               "",
+               1},
            Row{"no frame can be decoded",
                asIs,
                [](TestRecording* recording) {
@@ -88,7 +146,8 @@ TEST(Health, TellsWhatIsWholeDamagedOrLost) {
                0,
                0,
                {{0, 4, 0}, {1, 4, 0}, {2, 4, 0}, {3, 4, 0}, {4, 4, 0}, {5, 4, 0}, {6, 4, 0}, {7, 4, 0}},
-               false,
+               0,
+               0,
                ""},
            Row{"header alone",
                asIs,
@@ -98,7 +157,8 @@ TEST(Health, TellsWhatIsWholeDamagedOrLost) {
                0,
                0,
                {},
-               false,
+               0,
+               0,
                ".qorix: no whole frames (records 1, damaged areas 0)"},
        }) {
     SCOPED_TRACE(row.what);
@@ -116,10 +176,62 @@ TEST(Health, TellsWhatIsWholeDamagedOrLost) {
     EXPECT_EQ(json["frames"]["count"], row.frames);
     EXPECT_EQ(json["frames"]["lost"], row.lost);
     EXPECT_EQ(json["frames"]["cutOff"], row.cutOff);
-    EXPECT_EQ(json["foreignChunks"] > 0, row.foreign);
+    EXPECT_EQ(json["frames"]["neverRecorded"], row.neverRecorded);
+    EXPECT_EQ(json["foreignChunks"], row.foreign);
+    EXPECT_EQ(json["foreignAreas"].size(), size_t(row.foreign));
+    EXPECT_EQ(json["damagedAreas"].size(), row.damagedAreas);
     std::vector<std::vector<int32_t>> faults;
     for (const auto& fault : json["frameFaults"]) faults.push_back({fault["frame"], fault["badSlices"], fault["substitutedSlices"]});
     EXPECT_EQ(faults, row.faults);
+  }
+}
+
+std::vector<uint8_t> SmallArchive(size_t bytesCut) {
+  qx::TestArchive archive;
+  for (const char* name : {"a1.dng", "a2.dng", "a3.dng"}) archive.Frame(name, qx::SmallFrame());
+  std::vector<uint8_t> bytes = archive.Finish();
+  bytes.resize(bytes.size() - bytesCut);
+  return bytes;
+}
+
+TEST(Health, CountsTheFrameThatAnArchiveEndsIn) {
+  const size_t directory = 3 * (46 + 6) + 22;  // three records with a name of six, and the end record
+  const std::vector<uint8_t> bytes = SmallArchive(directory + 10);
+  const Health health = CheckHealth(qx::MemorySource(bytes), true, [](size_t, size_t) {});
+  EXPECT_EQ(health.frames, 2);
+  EXPECT_EQ(health.truncated, 1);
+  EXPECT_EQ(health.damagedAreas.size(), 1u);
+  EXPECT_EQ(health.verdict(), Verdict::kDamaged);
+}
+
+// A frame whose compressed bytes are no DEFLATE stream, and an archive that promises numbers which nothing confirms.
+TEST(Health, SaysCodesInWords) {
+  qx::TestArchive archive;
+  archive.Frame("a1.dng", qx::SmallFrame()).RawMember("a2.dng", 8, std::vector<uint8_t>(500, 0xFF), 500);
+  const std::vector<uint8_t> bytes = archive.Finish("DngNumbering:sensor");
+  const std::string text = HealthText("file", CheckHealth(qx::MemorySource(bytes), true, [](size_t, size_t) {}));
+  EXPECT_NE(text.find("frame 1: not read: "), std::string::npos) << text;
+  EXPECT_EQ(text.find("frame 1: frame 1"), std::string::npos) << text;
+  EXPECT_EQ(text.find("(-3)"), std::string::npos) << text;
+  EXPECT_EQ(text.find("(state"), std::string::npos) << text;
+}
+
+TEST(Health, NotesAWrongName) {
+  struct Row {
+    const char* path;
+    bool isQorix;
+    const char* note;  // part of it; "" for none
+  };
+  for (const Row& row : {Row{"/a/b.qorix", true, ""}, Row{"/a/b.ZIP", false, ""}, Row{"b.zip", true, "ends in .zip, but this is a .qorix"},
+                         Row{"b.qorix", false, "ends in .qorix, but this is a RAW-ZIP"}, Row{"b.bin", true, "does not end in .qorix"}}) {
+    SCOPED_TRACE(row.path);
+    Health health;
+    health.kind = "kind";
+    health.isQorix = row.isQorix;
+    NoteWrongName(row.path, &health);
+    const std::string note = health.notes.empty() ? "" : health.notes[0];
+    EXPECT_EQ(note.empty(), *row.note == '\0') << note;
+    EXPECT_NE(note.find(row.note), std::string::npos) << note;
   }
 }
 
@@ -132,8 +244,8 @@ TEST(Health, ShortensLongListsInTextOnly) {
   const std::string text = HealthText("file", health);
   EXPECT_NE(text.find("file: damaged, but readable\n"), std::string::npos) << text;
   EXPECT_NE(text.find("12 frames, 10 with faults\n"), std::string::npos) << text;
-  EXPECT_NE(text.find("frame 8: 1 bad slices"), std::string::npos) << text;
-  EXPECT_EQ(text.find("frame 9: 1 bad slices"), std::string::npos) << text;
+  EXPECT_NE(text.find("frame 8: 1 bad slice,"), std::string::npos) << text;
+  EXPECT_EQ(text.find("frame 9: 1 bad slice,"), std::string::npos) << text;
   EXPECT_NE(text.find("… and 2 more"), std::string::npos) << text;
   EXPECT_EQ(nlohmann::json::parse(HealthJson("file", health))["frameFaults"].size(), 10u);
 }

@@ -112,6 +112,40 @@ TEST(ArchiveSource, FailsOnlyWithoutFrames) {
             "first frame (a1.dng, ZIP LZMA): ZIP compression method not supported (only STORE, DEFLATE, ZSTD)");
 }
 
+TEST(ArchiveSource, TellsHowFramesOfADamagedFileWereFound) {
+  struct Row {
+    const char* what;
+    size_t bytesCut;  // from the end
+    std::vector<uint8_t> appended;
+    std::string note;
+  };
+  const auto archive = [] {
+    TestArchive made;
+    made.Frame("a1.dng", SmallFrame()).Frame("a2.dng", SmallFrame());
+    return made.Finish();
+  };
+  const std::vector<uint8_t> whole = archive();
+  // The second frame's data ends where the directory begins: two records of 46 bytes and a name, and an end record of 22.
+  const size_t directory = 2 * (46 + 6) + 22;
+  const size_t frameBytes = WriteDng(SmallFrame(), TestSamples()).size();
+  const std::string found = "no usable directory; records found by their own headers: ";
+  for (const Row& row :
+       {Row{"whole", 0, {}, ""}, Row{"no directory", directory, {}, found + "2 (frames: 2)"},
+        Row{"cut in the last frame",
+            directory + 1,
+            {},
+            found + "1 (frames: 1); the last record is cut off (" + std::to_string(30 + 6 + frameBytes - 1) + " bytes of it)"},
+        Row{"zeros instead of a directory", directory, std::vector<uint8_t>(500),
+            found + "2 (frames: 2); no record found in the last 500 bytes"}}) {
+    SCOPED_TRACE(row.what);
+    std::vector<uint8_t> bytes(whole.begin(), whole.end() - ptrdiff_t(row.bytesCut));
+    bytes.insert(bytes.end(), row.appended.begin(), row.appended.end());
+    OpenedArchive opened(bytes);
+    EXPECT_EQ(opened.result, 0);
+    EXPECT_EQ(opened.source.damageNote, row.note);
+  }
+}
+
 TEST(ArchiveSource, TakesRatesFromFrameCommentOrDefault) {
   struct Row {
     std::optional<std::pair<int32_t, int32_t>> tag;

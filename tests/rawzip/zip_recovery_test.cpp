@@ -138,18 +138,20 @@ TEST(ZipRecovery, StopsWhereAHeaderIsNoWholeMember) {
     ByteVector patch;
     size_t entries;
     uint64_t stop;
+    bool cutOff;
+    const char* cutOffName;
   };
   for (const Row& row : {
-           Row{"sound", 0, {'P'}, 2, 72},
-           Row{"second header has another signature", 36, {'Q'}, 1, 36},
-           Row{"second name runs past the end", 36 + 26, {7, 0}, 1, 36},
-           Row{"second extra field runs past the end", 36 + 28, {6, 0}, 1, 36},
-           Row{"second size runs past the end", 36 + 18, {6}, 1, 36},
-           Row{"compressed with no size and no descriptor", 36 + 8, {8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 1, 36},
-           Row{"stored with no compressed size", 36 + 18, {0}, 2, 72},
-           Row{"both sizes 0, as streams have them", 36 + 18, {0, 0, 0, 0, 0}, 2, 67},
+           Row{"sound", 0, {'P'}, 2, 72, false, ""},
+           Row{"second header has another signature", 36, {'Q'}, 1, 36, false, ""},
+           Row{"second name runs past the end", 36 + 26, {7, 0}, 1, 36, true, "bother"},
+           Row{"second extra field runs past the end", 36 + 28, {6, 0}, 1, 36, true, "b"},
+           Row{"second size runs past the end", 36 + 18, {6}, 1, 36, true, "b"},
+           Row{"compressed with no size and no descriptor", 36 + 8, {8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 1, 36, true, "b"},
+           Row{"stored with no compressed size", 36 + 18, {0}, 2, 72, false, ""},
+           Row{"both sizes 0, as streams have them", 36 + 18, {0, 0, 0, 0, 0}, 2, 67, false, ""},
            // The walk trusts the flag: it skips the 12 bytes that a descriptor without signature has.
-           Row{"descriptor cut off by the end of the file", 36 + 6, {8}, 2, 84},
+           Row{"descriptor cut off by the end of the file", 36 + 6, {8}, 2, 84, false, ""},
        }) {
     SCOPED_TRACE(row.what);
     ByteVector bytes;
@@ -163,6 +165,8 @@ TEST(ZipRecovery, StopsWhereAHeaderIsNoWholeMember) {
     EXPECT_TRUE(zip.archive.recovered);
     EXPECT_EQ(zip.archive.entries.size(), row.entries);
     EXPECT_EQ(zip.archive.directoryOffset, row.stop);
+    EXPECT_EQ(zip.archive.cutOff, row.cutOff);
+    EXPECT_EQ(zip.archive.cutOffName, row.cutOffName);
   }
 }
 

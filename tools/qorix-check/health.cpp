@@ -3,11 +3,14 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 
+#include "file_areas.h"
 #include "media/frame_timeline.h"
 #include "pipeline/source_open.h"
 #include "qorix/qorix_source.h"
+#include "rawzip/archive_member.h"
 #include "rawzip/archive_state.h"
 
 namespace tool {
@@ -58,6 +61,43 @@ std::string SoundText(const SourceTimeline& source) {
   return text;
 }
 
+// Gaps in the numbers of the frames that are there: frames which were recorded between them.
+int64_t LostBetweenFrames(const RecordingScan& scan) {
+  int64_t lost = 0;
+  for (size_t i = 1; i < scan.frames.size(); ++i) {
+    lost += std::max<int64_t>(0, int64_t(scan.frames[i].key) - int64_t(scan.frames[i - 1].key) - 1);
+  }
+  return lost;
+}
+
+// The readers' messages say some things in numbers.
+std::string InWords(std::string message) {
+  struct Row {
+    const char* number;
+    const char* words;
+  };
+  const auto replaceEnd = [&message](const std::string& end, const std::string& words) {
+    if (message.ends_with(end)) message.replace(message.size() - end.size(), end.size(), words);
+  };
+  for (int code = kZipOutOfMemory; code <= kZipOk; ++code) {
+    replaceEnd(fmt::format("not read ({})", code), fmt::format("not read: {}", MemberFailureText(code)));
+  }
+  for (const Row& row : {Row{"(state 0)", "(there is none)"}, Row{"(state -1)", "(it cannot be read)"},
+                         Row{"(state -2)", "(it does not name the frames that are there)"}, Row{"(state -3)", "(its time stamps repeat)"},
+                         Row{"(state -4)", "(the frames' own time codes contradict it)"}}) {
+    replaceEnd(row.number, row.words);
+  }
+  return message;
+}
+
+// "frame 13: …" loses its number where the number stands before it anyway.
+std::string WithoutFrameNumber(const std::string& message, int32_t frame) {
+  for (const std::string& prefix : {fmt::format("frame {}: ", frame), fmt::format("frame {} ", frame)}) {
+    if (message.starts_with(prefix)) return message.substr(prefix.size());
+  }
+  return message;
+}
+
 void DescribeRecording(SourceTimeline& source, Health* health) {
   QorixState& state = qorix_state(source);
   const RecordingScan& scan = state.scan;
@@ -67,18 +107,21 @@ void DescribeRecording(SourceTimeline& source, Health* health) {
   std::map<uint32_t, uint64_t> counts;
   for (const ChunkRecord& record : scan.records) ++counts[record.tag];
   for (const auto& [tag, count] : counts) health->chunks.emplace_back(fmt::format("{} {}", TagText(tag), ChunkName(tag)), count);
-  for (const ByteRange& area : scan.damaged) health->damagedAreas.emplace_back(area.begin, area.end);
+  FileAreas areas = SortAreas(scan);
+  health->damagedAreas = std::move(areas.damaged);
+  health->foreignAreas = std::move(areas.foreign);
+  health->foreignChunks = areas.foreignChunks;
   health->crcMismatches = scan.counters.crcMismatches;
-  health->foreignChunks = scan.counters.foreignChunks;
   health->unverifiedEntries = scan.unverified.size();
-  health->lost = state.framesLost;
+  health->lost = state.framesLostHere;
+  health->missing = std::max<int64_t>(0, source.missingFrames - LostBetweenFrames(scan));
   health->truncated = state.truncatedFrames;
   health->repeated = source.duplicates;
   health->soundFaults = uint64_t(state.soundInfo.oddChunks);
   if (scan.sessionByVote) health->notes.push_back("no header or index names the session: the one with the most chunks was taken");
   if (!scan.warning.empty()) health->notes.push_back(scan.warning);
   if (!state.firstFrameMessage.empty()) health->notes.push_back(state.firstFrameMessage);
-  if (throughIndex && scan.unverified.empty() && scan.damaged.empty()) return;
+  if (throughIndex && scan.unverified.empty() && health->damagedAreas.empty()) return;
   health->reindex = fmt::format("a new index and trailer would list {} chunks with {} frames", scan.records.size(), scan.frames.size());
 }
 
@@ -92,11 +135,12 @@ void DescribeArchive(SourceTimeline& source, Health* health) {
   if (state.zip.recovered && state.zip.directoryOffset < state.zip.fileSize) {
     health->damagedAreas.emplace_back(state.zip.directoryOffset, state.zip.fileSize);
   }
+  health->missing = source.missingFrames;
   health->repeated = source.duplicates;
-  health->truncated = source.emptyFrames;
+  health->truncated = source.emptyFrames + (state.zip.cutOffName.ends_with(".dng") ? 1 : 0);
   if (!source.openMessage.empty()) health->notes.push_back(source.openMessage);
-  if (!source.indexNote.empty()) health->notes.push_back(source.indexNote);
-  if (!source.numberingNote.empty()) health->notes.push_back(source.numberingNote);
+  if (!source.indexNote.empty()) health->notes.push_back(InWords(source.indexNote));
+  if (!source.numberingNote.empty()) health->notes.push_back(InWords(source.numberingNote));
   if (source.indexState < 0) ++health->unverifiedEntries;
   if (state.zip.recovered)
     health->reindex = fmt::format("a new directory would list {} members with {} frames", state.zip.entries.size(), source.frames.size());
@@ -107,7 +151,7 @@ void DecodeFrames(FrameSource* frames, bool isQorix, const HealthProgress& progr
   const int32_t count = frames->FrameCount();
   for (int32_t i = 0; i < count; ++i) {
     FrameFault fault{.frame = i};
-    if (frames->ReadFrame(i, &raw, kReadUnpacked) != 0) fault.message = frames->LastMessage();
+    if (frames->ReadFrame(i, &raw, kReadUnpacked) != 0) fault.message = WithoutFrameNumber(InWords(frames->LastMessage()), i);
     if (isQorix) {
       const QorixReadStats stats = qorix_read_stats(*frames);
       fault.badSlices = stats.badSlices;
@@ -122,6 +166,7 @@ void DecodeFrames(FrameSource* frames, bool isQorix, const HealthProgress& progr
 }  // namespace
 
 Verdict Health::verdict() const {
+  if (!opened) return Verdict::kNotOpened;
   if (!reason.empty() ||
       (framesChecked > 0 && framesChecked == int64_t(std::count_if(frameFaults.begin(), frameFaults.end(),
                                                                    [](const FrameFault& f) { return !f.message.empty(); })))) {
@@ -130,6 +175,19 @@ Verdict Health::verdict() const {
   const bool whole = reindex.empty() && damagedAreas.empty() && frameFaults.empty() && crcMismatches == 0 && unverifiedEntries == 0 &&
                      lost == 0 && truncated == 0 && repeated == 0 && soundFaults == 0;
   return whole ? Verdict::kWhole : Verdict::kDamaged;
+}
+
+void NoteWrongName(const std::string& path, Health* health) {
+  if (health->kind.empty()) return;
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+  const char* const right = health->isQorix ? ".qorix" : ".zip";
+  const char* const other = health->isQorix ? ".zip" : ".qorix";
+  if (extension == right) return;
+  health->notes.push_back(extension == other
+                              ? fmt::format("the name ends in {}, but this is a {}: an editing host does not open it before it is renamed",
+                                            other, health->isQorix ? ".qorix recording" : "RAW-ZIP archive")
+                              : fmt::format("the name does not end in {}: an editing host does not offer it to the plug-in", right));
 }
 
 Health CheckHealth(const ByteSource& file, bool decode, const HealthProgress& progress) {
@@ -143,10 +201,10 @@ Health CheckHealth(const ByteSource& file, bool decode, const HealthProgress& pr
     return health;
   }
   const bool isQorix = source.kind == ContainerKind::kQorix;
+  health.isQorix = isQorix;
   isQorix ? DescribeRecording(source, &health) : DescribeArchive(source, &health);
   health.frames = int64_t(source.frames.size());
   health.slots = timeline.length;
-  health.missing = source.missingFrames;
   health.sound = SoundText(source);
   if (frame_source_open(&frames, file, message) != 0) {
     health.reason = message.text();

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 
 #include "platform/file.h"
 #include "report.h"
@@ -11,22 +12,33 @@
 
 namespace {
 
+tool::Health NotOpened(std::string reason) {
+  tool::Health health;
+  health.opened = false;
+  health.reason = std::move(reason);
+  return health;
+}
+
 tool::Health CheckFile(const std::string& path, bool decode) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (!std::filesystem::exists(status)) return NotOpened("there is no such file");
+  if (std::filesystem::is_directory(status)) return NotOpened("this is a folder");
   qx::File file;
-  if (!file.Open(path)) {
-    tool::Health health;
-    health.reason = "cannot open the file";
-    return health;
-  }
+  if (!file.Open(path)) return NotOpened("it may not be read");
   tool::Progress progress("checking");
-  return tool::CheckHealth(file, decode, [&](size_t done, size_t total) { progress.Show(done, total); });
+  tool::Health health = tool::CheckHealth(file, decode, [&](size_t done, size_t total) { progress.Show(done, total); });
+  tool::NoteWrongName(path, &health);
+  return health;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app("Tells what is whole, damaged or lost in recordings: CinemaDNG RAW-ZIP archives and .qorix files.");
-  app.footer("Exit code: 0 whole, 1 damaged but readable, 2 unreadable, 3 wrong use; of several files the worst.");
+  app.footer(
+      "Exit code: 0 whole, 1 damaged but readable, 2 unreadable, 3 wrong use,\n4 no such file, or it may not be read; of several files the "
+      "highest.");
   std::vector<std::string> paths;
   bool json = false, quick = false;
   app.add_option("FILE", paths, "recordings")->required();

@@ -16,6 +16,8 @@ const char* VerdictText(Verdict verdict) {
       return "whole";
     case Verdict::kDamaged:
       return "damaged, but readable";
+    case Verdict::kNotOpened:
+      return "cannot be opened";
     default:
       return "unreadable";
   }
@@ -27,6 +29,8 @@ const char* VerdictWord(Verdict verdict) {
       return "whole";
     case Verdict::kDamaged:
       return "damaged";
+    case Verdict::kNotOpened:
+      return "not opened";
     default:
       return "unreadable";
   }
@@ -45,7 +49,12 @@ void Lines(std::string* text, const char* name, const List& list, ToText&& toTex
 
 std::string FaultText(const FrameFault& fault) {
   if (!fault.message.empty()) return fmt::format("frame {}: {}", fault.frame, fault.message);
-  return fmt::format("frame {}: {} bad slices, {} of them filled from an earlier frame", fault.frame, fault.badSlices,
+  const char* const slices = fault.badSlices == 1 ? "slice" : "slices";
+  if (fault.substitutedSlices == 0) return fmt::format("frame {}: {} bad {}, not filled", fault.frame, fault.badSlices, slices);
+  if (fault.substitutedSlices == fault.badSlices) {
+    return fmt::format("frame {}: {} bad {}, filled from an earlier frame", fault.frame, fault.badSlices, slices);
+  }
+  return fmt::format("frame {}: {} bad {}, {} of them filled from an earlier frame", fault.frame, fault.badSlices, slices,
                      fault.substitutedSlices);
 }
 
@@ -74,10 +83,13 @@ std::string HealthText(const std::string& path, const Health& health) {
   Line(&text, "frames", FramesText(health));
   Line(&text, "sound", health.sound + (health.soundFaults > 0 ? fmt::format("; {} faulty chunks", health.soundFaults) : ""));
   Lines(&text, "contents", health.chunks, [](const auto& chunk) { return fmt::format("{:>8}  {}", chunk.second, chunk.first); });
-  Lines(&text, "damaged areas", health.damagedAreas,
-        [](const auto& area) { return fmt::format("{} … {} ({} bytes)", area.first, area.second, area.second - area.first); });
+  const auto areaText = [](const auto& area) {
+    return fmt::format("{} … {} ({} bytes)", area.first, area.second, area.second - area.first);
+  };
+  Lines(&text, "damaged areas", health.damagedAreas, areaText);
   if (health.crcMismatches > 0) Line(&text, "wrong checksums", fmt::format("{} chunks", health.crcMismatches));
-  if (health.foreignChunks > 0) Line(&text, "other recording", fmt::format("{} chunks of another session", health.foreignChunks));
+  if (health.foreignChunks > 0) Line(&text, "other recording", fmt::format("{} of its chunks lie in this file", health.foreignChunks));
+  Lines(&text, "", health.foreignAreas, areaText);
   if (health.unverifiedEntries > 0) Line(&text, "index", fmt::format("{} entries do not hold", health.unverifiedEntries));
   if (health.framesChecked > 0) {
     Line(&text, "decoded", fmt::format("{} frames, {} with faults", health.framesChecked, health.frameFaults.size()));
@@ -101,6 +113,8 @@ std::string HealthJson(const std::string& path, const Health& health) {
   for (const auto& [name, count] : health.chunks) json["contents"][name] = count;
   json["damagedAreas"] = nlohmann::json::array();
   for (const auto& [begin, end] : health.damagedAreas) json["damagedAreas"].push_back({begin, end});
+  json["foreignAreas"] = nlohmann::json::array();
+  for (const auto& [begin, end] : health.foreignAreas) json["foreignAreas"].push_back({begin, end});
   json["crcMismatches"] = health.crcMismatches;
   json["foreignChunks"] = health.foreignChunks;
   json["unverifiedIndexEntries"] = health.unverifiedEntries;
