@@ -64,6 +64,16 @@ int32_t HostClip::Reopen() {
   return result;
 }
 
+int32_t HostClip::Flush() const {
+  GuardedRecord<host::AsyncImporterCreationRec> creation("asynchronous creation record");
+  creation->inPrivateData = privateData_;
+  const int32_t created = plugin_.Call(host::imCreateAsyncImporter, creation.get(), nullptr);
+  if (created != host::imNoErr) return created;
+  const int32_t flushed = creation->outAsyncEntry(host::aiFlush, creation->outAsyncPrivateData);
+  const int32_t closed = creation->outAsyncEntry(host::aiClose, creation->outAsyncPrivateData);
+  return flushed != host::aiNoError ? flushed : closed;
+}
+
 int32_t HostClip::Quiet() {
   const int32_t result = plugin_.Call(host::imQuietFile, &file_, privateData_);
   if (file_ != host::kNoFile) ReportViolation("imQuietFile: file reference not cleared");

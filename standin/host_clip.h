@@ -80,6 +80,9 @@ class HostClip {
   /// Ticks of a frame.
   int64_t TimeOfFrame(int64_t frame) const { return frame * ticksPerFrame_; }
 
+  /// Makes an asynchronous importer, flushes and closes it: the plug-in drops what it reads ahead and ends its run of deliveries. The
+  /// first answer that is not 0, else 0.
+  int32_t Flush() const;
   int32_t Quiet();
   int32_t Reopen();
   int32_t Close();

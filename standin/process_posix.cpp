@@ -1,3 +1,4 @@
+#include <stdlib.h>
 #include <sys/resource.h>
 
 #include <filesystem>
@@ -10,6 +11,15 @@ std::string DefaultImporterPath() {
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
   return (program.parent_path() / "qorix-importer.so").string();
+}
+
+std::string ReadVariable(const char* name) {
+  const char* const value = getenv(name);
+  return value != nullptr ? value : "";
+}
+
+void SetVariable(const char* name, const std::string& value) {
+  setenv(name, value.c_str(), 1);
 }
 
 uint64_t PeakMemoryBytes() {

@@ -42,12 +42,17 @@ struct ScrubOptions {
   int requests = 200;
 };
 
+struct LogReportOptions {
+  std::string log, output;
+};
+
 int RunInfo(const CommonOptions& common, bool json);
 int RunFrame(const CommonOptions& common, const FrameOptions& options);
 int RunFrames(const CommonOptions& common, const FramesOptions& options);
 int RunPlay(const CommonOptions& common, const PlayOptions& options);
 int RunScrub(const CommonOptions& common, const ScrubOptions& options);
 int RunSelectors(const CommonOptions& common);
+int RunLogReport(const LogReportOptions& options);
 
 // Shared by the commands.
 

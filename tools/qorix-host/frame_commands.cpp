@@ -22,20 +22,24 @@ int32_t IntentFor(const CommonOptions& common) {
   return common.size == "full" ? host::kIntentExport : host::kIntentStopped;
 }
 
-bool ParseRange(const std::string& text, int64_t frames, int64_t* first, int64_t* end) {
+// An empty text, or why the range cannot be had.
+std::string ParseRange(const std::string& text, int64_t frames, int64_t* first, int64_t* end) {
   *first = 0;
   *end = frames;
+  const std::string shape = fmt::format("\"{}\" is no range: write first:end, the end not included", text);
   const size_t colon = text.find(':');
-  if (colon == std::string::npos) return false;
+  if (colon == std::string::npos) return shape;
   const auto read = [](std::string_view part, int64_t* value) {
     if (part.empty()) return true;
     const auto [stop, error] = std::from_chars(part.data(), part.data() + part.size(), *value);
     return error == std::errc() && stop == part.data() + part.size();
   };
   const std::string_view view = text;
-  if (!read(view.substr(0, colon), first) || !read(view.substr(colon + 1), end)) return false;
-  *end = std::min(*end, frames);
-  return *first >= 0 && *first < *end;
+  if (!read(view.substr(0, colon), first) || !read(view.substr(colon + 1), end)) return shape;
+  if (*first < 0 || *end > frames || *first >= *end) {
+    return fmt::format("no frames {}: the clip has {} frames, 0 to {}", text, frames, frames - 1);
+  }
+  return "";
 }
 
 struct Outcome {
@@ -72,6 +76,11 @@ int RunFrame(const CommonOptions& common, const FrameOptions& options) {
   if (session.failure != kOk) return session.failure;
   standin::FrameRequest request;
   if (!MakeRequest(session, common, IntentFor(common), &request)) return kUsage;
+  if (options.frame >= session.facts.frames) {
+    fmt::print(stderr, "qorix-host: no frame {}: the clip has {} frames, 0 to {}\n", options.frame, session.facts.frames,
+               session.facts.frames - 1);
+    return kUsage;
+  }
   request.frame = options.frame;
   int code = kOk;
   int32_t result = 0;
@@ -96,8 +105,8 @@ int RunFrames(const CommonOptions& common, const FramesOptions& options) {
   standin::FrameRequest pattern;
   int64_t first = 0, end = 0;
   if (!MakeRequest(session, common, IntentFor(common), &pattern)) return kUsage;
-  if (!ParseRange(options.range, session.facts.frames, &first, &end)) {
-    fmt::print(stderr, "qorix-host: bad range \"{}\" (the clip has {} frames)\n", options.range, session.facts.frames);
+  if (const std::string wrong = ParseRange(options.range, session.facts.frames, &first, &end); !wrong.empty()) {
+    fmt::print(stderr, "qorix-host: {}\n", wrong);
     return kUsage;
   }
   std::error_code error;

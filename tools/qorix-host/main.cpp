@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
+#include "option_checks.h"
 
 namespace {
 
@@ -40,15 +41,19 @@ int main(int argc, char** argv) {
   CLI::App* frame = app.add_subcommand("frame", "write one frame to a file");
   AddClip(frame, &common);
   AddSizeAndFormat(frame, &common);
-  frame->add_option("-n,--number", frameOptions.frame, "display frame, from 0")->check(CLI::NonNegativeNumber)->capture_default_str();
-  frame->add_option("-o,--output", frameOptions.output, "file name ending in .png, .ppm or .raw (pixels as delivered)")->required();
+  frame->add_option("-n,--number", frameOptions.frame, "display frame, from 0")
+      ->check(tool::WholeNumber(0, INT64_MAX))
+      ->capture_default_str();
+  frame->add_option("-o,--output", frameOptions.output, "file name ending in .png, .ppm or .raw (pixels as delivered)")
+      ->check(tool::PictureName())
+      ->required();
 
   tool::FramesOptions framesOptions;
   CLI::App* frames = app.add_subcommand("frames", "export a range of frames and tell the speed");
   AddClip(frames, &common);
   AddSizeAndFormat(frames, &common);
   frames->add_option("--range", framesOptions.range, "first:end, the end not included; either may be left out")->capture_default_str();
-  frames->add_option("--jobs", framesOptions.jobs, "threads that ask for frames")->check(CLI::Range(1, 64))->capture_default_str();
+  frames->add_option("--jobs", framesOptions.jobs, "threads that ask for frames")->check(tool::WholeNumber(1, 64))->capture_default_str();
   frames->add_option("-o,--output", framesOptions.folder, "folder for the pictures (default: frames are not written)");
   frames->add_option("--as", framesOptions.extension, "file type")->check(CLI::IsMember({"png", "ppm", "raw"}))->capture_default_str();
 
@@ -56,17 +61,22 @@ int main(int argc, char** argv) {
   CLI::App* play = app.add_subcommand("play", "ask for frames on time, as playback does, and report late and dropped ones");
   AddClip(play, &common);
   AddSizeAndFormat(play, &common);
-  play->add_option("--fps", playOptions.fps, "frames per second (default: the clip's)")->check(CLI::PositiveNumber);
-  play->add_option("--frames", playOptions.frames, "how many frames (default: all)")->check(CLI::PositiveNumber);
+  play->add_option("--fps", playOptions.fps, "frames per second (default: the clip's)")->check(tool::FrameRate());
+  play->add_option("--frames", playOptions.frames, "how many frames (default: all)")->check(tool::WholeNumber(1, INT64_MAX));
 
   tool::ScrubOptions scrubOptions;
   CLI::App* scrub = app.add_subcommand("scrub", "jump about in the clip, as a hand on the timeline does");
   AddClip(scrub, &common);
   AddSizeAndFormat(scrub, &common);
   scrub->add_option("--seed", scrubOptions.seed, "seed of the random jumps")->capture_default_str();
-  scrub->add_option("--requests", scrubOptions.requests, "how many requests")->check(CLI::Range(1, 1000000))->capture_default_str();
+  scrub->add_option("--requests", scrubOptions.requests, "how many requests")->check(tool::WholeNumber(1, 1000000))->capture_default_str();
 
   CLI::App* selectors = app.add_subcommand("selectors", "print what the plug-in answers to every selector, without a clip");
+
+  tool::LogReportOptions reportOptions;
+  CLI::App* report = app.add_subcommand("log-report", "turn a diagnostic log into a page of plots and messages");
+  report->add_option("LOGFILE", reportOptions.log, "what QORIX_IMPORT_LOG named")->required()->check(CLI::ExistingFile);
+  report->add_option("-o,--output", reportOptions.output, "the page, an HTML file that needs nothing else")->required();
 
   try {
     app.parse(argc, argv);
@@ -77,6 +87,7 @@ int main(int argc, char** argv) {
   if (*frame) return tool::RunFrame(common, frameOptions);
   if (*frames) return tool::RunFrames(common, framesOptions);
   if (*play) return tool::RunPlay(common, playOptions);
+  if (*report) return tool::RunLogReport(reportOptions);
   if (*scrub) return tool::RunScrub(common, scrubOptions);
   return *selectors ? tool::RunSelectors(common) : int(tool::kUsage);
 }

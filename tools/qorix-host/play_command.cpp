@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "host/selectors.h"
+#include "play_log.h"
 #include "tools/common/progress.h"
 
 namespace tool {
@@ -21,6 +22,7 @@ void SleepUntilMs(double when) {
 // A frame is asked for when its turn comes and must be there before the next one's; frames whose turn is already over are dropped, as a
 // host does that keeps the sound in time.
 int RunPlay(const CommonOptions& common, const PlayOptions& options) {
+  PlayLog log;
   Session session = OpenSession(common);
   if (session.failure != kOk) return session.failure;
   standin::FrameRequest request;
@@ -33,6 +35,8 @@ int RunPlay(const CommonOptions& common, const PlayOptions& options) {
   request.intent = qx::host::kIntentPreroll;
   session.clip->GetFrame(request, &result);  // playback starts with the first frame shown
   request.intent = qx::host::kIntentPlaying;
+  session.clip->Flush();  // what was read ahead before playback is no part of it
+  log.TakeRuns();
 
   DeliveryTimes times;
   int64_t late = 0, dropped = 0, failed = 0;
@@ -58,6 +62,10 @@ int RunPlay(const CommonOptions& common, const PlayOptions& options) {
   }
   fmt::print("{} frames at {:.3f} frames/s, {} {}: late {}, dropped {}, failed {}; delivery median {:.1f} ms, p95 {:.1f} ms\n", frames, fps,
              common.size, common.format, late, dropped, failed, times.Quantile(0.5), times.Quantile(0.95));
+  session.clip->Flush();
+  const std::vector<RunSummary> runs = log.TakeRuns();
+  if (!runs.empty()) fmt::print("The plug-in's own account:\n");
+  for (const RunSummary& run : runs) fmt::print("{}", RunText(run));
   const int clean = session.Finish();
   return failed > 0 ? int(kFrameFailed) : clean;
 }

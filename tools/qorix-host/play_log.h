@@ -1,0 +1,32 @@
+// The plug-in's own account of a playback, out of its diagnostic log.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "log_events.h"
+
+namespace tool {
+
+/// Sees that the plug-in, which must not be loaded yet, writes a log: the user's, or else a temporary one that goes with the object.
+class PlayLog {
+ public:
+  PlayLog();
+  ~PlayLog();
+  PlayLog(const PlayLog&) = delete;
+  PlayLog& operator=(const PlayLog&) = delete;
+
+  /// The runs that the plug-in has told of since the last call, in their order.
+  std::vector<RunSummary> TakeRuns();
+
+ private:
+  std::string path_;
+  bool temporary_ = false;
+  uint64_t position_ = 0;  // what was in the log before is not ours
+};
+
+/// The run as lines for people.
+std::string RunText(const RunSummary& run);
+
+}  // namespace tool
