@@ -63,6 +63,8 @@ fi
 
 # The default is a log curve for grading, which looks pale on a screen.
 export QORIX_IMPORT_CURVE=${QORIX_IMPORT_CURVE:-rec709}
+export QORIX_IMPORT_LOG=${QORIX_IMPORT_LOG:-$out/demo.log}
+[ "$QORIX_IMPORT_LOG" != "$out/demo.log" ] || rm -f "$QORIX_IMPORT_LOG"
 echo "Developed with QORIX_IMPORT_CURVE=$QORIX_IMPORT_CURVE."
 for file in "${files[@]}"; do demo_clip "$file"; done
 
@@ -70,4 +72,6 @@ echo
 echo "Delivered at full size, not written:"
 printf '  %s\n' "${summary[@]:-nothing}"
 echo "Written: $pictures pictures below ${out#"$root"/}/. Failures: $failures."
+"$host" log-report "$QORIX_IMPORT_LOG" -o "$out/report.html" >/dev/null || failed "report of $QORIX_IMPORT_LOG"
+echo "What the plug-in's log says: ${out#"$root"/}/report.html"
 [ "$failures" -eq 0 ]
