@@ -66,13 +66,21 @@ TEST(LogReport, SortsDeliveriesIntoRuns) {
   EXPECT_NEAR(report.lastTime - report.firstTime, 3.801, 1e-9);
 }
 
-TEST(LogReport, CountsEqualMessagesOnce) {
+TEST(LogReport, TellsMessagesThatDifferOnlyInTheirFrameOnce) {
   std::string log = "no log line\n";
-  for (int i = 0; i < 3; ++i) log += "10:00:00.000 [1] frame 4 unreadable: cut\n10:00:00.000 [1] frame 5 unreadable: cut\n";
+  for (int i = 0; i < 2; ++i) log += "10:00:00.000 [1] frame 4: frame 3 is shown instead\n";
+  for (const char* frame : {"4", "5", "4"}) {
+    log += std::string("10:00:00.000 [1] frame ") + frame + " unreadable: frame " + frame + " not read (-3), nor frame 99\n";
+  }
+  log += "10:00:00.000 [1] frame 7 unreadable: cut\n";
   const LogReport report = Read(log + "10:00:00.000 [1] selector 1 first call\n10:00:00.000 [1] reader 0: cann");
-  ASSERT_EQ(report.messages.size(), 3u);
-  EXPECT_EQ(report.messages[0].text, "frame 4 unreadable: cut");
-  EXPECT_EQ(report.messages[0].count, 3);
+  ASSERT_EQ(report.messages.size(), 4u);
+  EXPECT_EQ(report.messages[0].text, "frame 4: frame 3 is shown instead");
+  EXPECT_EQ(report.messages[0].count, 2);
+  EXPECT_EQ(report.messages[1].text, "frame N unreadable: frame N not read (-3), nor frame M");
+  EXPECT_EQ(report.messages[1].count, 3);
+  EXPECT_EQ(report.messages[1].frames, (std::vector<int64_t>{4, 5}));
+  EXPECT_EQ(report.messages[2].text, "frame 7 unreadable: cut");
   EXPECT_EQ(report.lines, 9);
   EXPECT_EQ(report.foreignLines, 1);
 }

@@ -14,7 +14,26 @@ namespace {
 constexpr double kLongestPause = 1.5;  // seconds between the starts of two deliveries of one run
 constexpr double kHalfDay = 43200, kDay = 86400;
 constexpr size_t kMostMessages = 500;  // different ones
+constexpr size_t kMostFrames = 200;    // named by one message
 constexpr size_t kLongestLine = 4096;  // the plug-in writes 1,100 bytes at most
+
+// "frame 4: frame 3 is shown" → "frame N: frame M is shown", and 4; -1 for a text about no frame.
+std::string WithoutFrameNumbers(std::string_view text, int64_t* frame) {
+  constexpr std::string_view kFrame = "frame ";
+  std::string pattern;
+  *frame = -1;
+  while (!text.empty()) {
+    const size_t at = text.find(kFrame);
+    const size_t behind = at == std::string_view::npos ? text.size() : at + kFrame.size();
+    pattern += text.substr(0, behind);
+    text.remove_prefix(behind);
+    int64_t number = 0;
+    if (!line_pattern::TakeNumber(&text, &number) || number < 0) continue;
+    if (*frame < 0) *frame = number;
+    pattern += number == *frame ? 'N' : 'M';
+  }
+  return pattern;
+}
 
 class LogReader {
  public:
@@ -130,13 +149,21 @@ void LogReader::MarkFailed(std::string_view text) {
 
 void LogReader::Take(const LogLine& line, const Remark& remark) {
   MarkFailed(line.text);
-  const auto known = messageOf_.find(line.text);
-  if (known != messageOf_.end()) {
-    ++report_.messages[known->second].count;
-  } else if (report_.messages.size() < kMostMessages) {
-    messageOf_.emplace(line.text, report_.messages.size());
-    report_.messages.push_back({time_, line.text, remark});
+  int64_t frame = -1;
+  const std::string pattern = WithoutFrameNumbers(line.text, &frame);
+  const auto known = messageOf_.find(pattern);
+  if (known == messageOf_.end()) {
+    if (report_.messages.size() == kMostMessages) return;
+    messageOf_.emplace(pattern, report_.messages.size());
+    report_.messages.push_back({time_, line.text, {}, remark, 1});
+    if (frame >= 0) report_.messages.back().frames.push_back(frame);
+    return;
   }
+  LogReport::Message& message = report_.messages[known->second];
+  ++message.count;
+  if (message.text != line.text) message.text = pattern;
+  const bool isNew = frame >= 0 && std::ranges::find(message.frames, frame) == message.frames.end();
+  if (isNew && message.frames.size() < kMostFrames) message.frames.push_back(frame);
 }
 
 using Json = nlohmann::ordered_json;
@@ -212,6 +239,7 @@ Json MessagesJson(const LogReport& report) {
   for (const LogReport::Message& message : report.messages) {
     json.push_back({{"time", message.time},
                     {"text", message.text},
+                    {"frames", message.frames},
                     {"severity", kSeverities[int(message.remark.severity)]},
                     {"advice", message.remark.advice},
                     {"count", message.count}});

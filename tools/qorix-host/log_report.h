@@ -36,10 +36,11 @@ struct LogReport {
     double time = 0;
     ClipOpened opened;
   };
-  /// Equal texts are told once, by the first of them.
+  /// Texts that differ only in the frames they name are told once.
   struct Message {
-    double time = 0;
-    std::string text;
+    double time = 0;              // of the first
+    std::string text;             // of the only one, or with N for the frame that it is about and M for others
+    std::vector<int64_t> frames;  // that it is about, each once, the first 200
     Remark remark;
     int64_t count = 1;
   };
