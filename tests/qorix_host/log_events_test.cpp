@@ -104,6 +104,12 @@ TEST(LogEvents, ReadsEveryKindOfLine) {
   }
 }
 
+TEST(LogEvents, SaysWhatANumberMeans) {
+  const std::optional<LogLine> line = ParseLogLine("10:00:00.000 [1] frame 4 unreadable: frame 4 not read (-3)");
+  ASSERT_TRUE(line);
+  EXPECT_TRUE(std::get<Remark>(line->event).advice.starts_with("Its compressed data is damaged. "));
+}
+
 TEST(LogEvents, ReadsTimeAndThread) {
   const std::optional<LogLine> line = ParseLogLine("23:59:58.007 [18446744] x");
   ASSERT_TRUE(line);

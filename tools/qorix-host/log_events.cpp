@@ -119,6 +119,21 @@ constexpr RemarkRule kRemarkRules[] = {
     {"refresh ", ": no Importer File Manager Suite", Severity::kWarning, "The host cannot be told of changed settings: reopen the clip."},
 };
 
+// What a line says of a record that could not be read is a number.
+const char* ReasonOfCode(std::string_view text) {
+  struct Row {
+    std::string_view end;
+    const char* words;
+  };
+  for (const Row& row :
+       {Row{"not read (-1)", "The file holds no such record there. "}, Row{"not read (-2)", "Its compression is not supported. "},
+        Row{"not read (-3)", "Its compressed data is damaged. "}, Row{"not read (-4)", "It has not the recorded size. "},
+        Row{"not read (-5)", "There was not enough memory. "}}) {
+    if (text.ends_with(row.end)) return row.words;
+  }
+  return "";
+}
+
 std::optional<Remark> FindRemark(std::string_view text) {
   constexpr std::string_view kSource = "source: ";
   if (text.starts_with(kSource)) {
@@ -126,7 +141,8 @@ std::optional<Remark> FindRemark(std::string_view text) {
     return Remark{Severity::kWarning, "What the file says about itself. qorix-check tells more."};
   }
   for (const RemarkRule& rule : kRemarkRules) {
-    if (text.starts_with(rule.begins) && text.find(rule.contains) != std::string_view::npos) return Remark{rule.severity, rule.advice};
+    if (!text.starts_with(rule.begins) || text.find(rule.contains) == std::string_view::npos) continue;
+    return Remark{rule.severity, std::string(ReasonOfCode(text)) + rule.advice};
   }
   return std::nullopt;
 }
