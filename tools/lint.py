@@ -95,6 +95,14 @@ def check_format():
     return sorted({line for line in result.stderr.splitlines() if "error:" in line})
 
 
+def qt_flags():
+    """Compiler flags of the settings window's toolkit, or nothing where it is not installed."""
+    try:
+        return run(["pkg-config", "--cflags", "Qt6Widgets"]).stdout.split()
+    except OSError:
+        return []
+
+
 def syntax_check(path, extra):
     command = ["clang++", "-std=c++20", "-fsyntax-only", "-Wthread-safety", "-Wno-pragma-once-outside-header", "-Isrc", "-I.",
                f"-I{path.parent}", *extra, str(path)]
@@ -106,6 +114,12 @@ def check_headers_and_locks():
     """Every header compiles alone, and clang's thread-safety analysis finds no forgotten lock."""
     jobs = [(path, ["-x", "c++"]) for path in sources(".h") if folder_of(path) not in ("tests", "bench")]
     jobs += [(path, []) for path in sources(".cpp") if path.relative_to(ROOT).parts[0] == "src" and "win32" not in path.parts]
+    qt = qt_flags()
+    if qt:
+        jobs = [(path, extra + ["-fPIC", "-DQT_NO_KEYWORDS", *qt] if "qt" in path.parts else extra) for path, extra in jobs]
+    else:
+        print("note: Qt 6 is not installed; src/ui/qt is not checked")
+        jobs = [(path, extra) for path, extra in jobs if "qt" not in path.parts]
     with ThreadPoolExecutor(max_workers=2) as pool:
         return [line for lines in pool.map(lambda job: syntax_check(*job), jobs) for line in lines]
 

@@ -4,9 +4,9 @@
 
 #include <atomic>
 #include <cstring>
-#include <iterator>
 
 #include "importer/host_suite.h"
+#include "ui/settings_labels.h"
 
 namespace qx {
 
@@ -25,8 +25,8 @@ bool Matches(std::string_view language, std::string_view code) {
 }  // namespace
 
 int MatchLanguage(std::string_view language) {
-  for (size_t i = 0; i < std::size(kLanguageCodes); ++i) {
-    if (Matches(language, kLanguageCodes[i])) return int(i);
+  for (int i = 0; i < kLanguageCount; ++i) {
+    if (Matches(language, kLanguageCodes[i])) return i;
   }
   return 0;
 }

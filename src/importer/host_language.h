@@ -7,9 +7,6 @@
 
 namespace qx {
 
-/// The languages of the settings dialog, in the order of their index.
-constexpr const char* kLanguageCodes[] = {"en", "ar", "de", "es", "fr", "hi", "id", "it", "ja", "ko", "lv", "pt", "ru", "uk", "zh_CN"};
-
 /// Index of a host language string such as "de_DE"; 0 (English) when none matches.
 int MatchLanguage(std::string_view language);
 

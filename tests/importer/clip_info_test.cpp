@@ -8,6 +8,7 @@
 #include "host/selectors.h"
 #include "importer/host_language.h"
 #include "platform/path.h"
+#include "ui/settings_labels.h"
 
 namespace qx {
 namespace {
