@@ -18,9 +18,7 @@ namespace qx {
 class FakePreview {
  public:
   explicit FakePreview(int64_t frameCount = 100, int32_t fpsNumerator = 25, int32_t fpsDenominator = 1)
-      : description{this, frameCount, fpsNumerator, fpsDenominator, Render, FreePixels} {
-    livePictures = 0;
-  }
+      : description{this, frameCount, fpsNumerator, fpsDenominator, Render, FreePixels} {}
 
   static constexpr int32_t kWidth = 4, kHeight = 2;
 

@@ -66,6 +66,10 @@ DevelopOptions WithLut(const std::filesystem::path& path) {
 
 class SettingsModelTest : public testing::Test {
  protected:
+  void UsePreview(int64_t frameCount = 100) {
+    model_.reset();
+    request.preview = &preview.emplace(frameCount).description;
+  }
   SettingsModel& Open(const DevelopOptions& options = {}) {
     model_.emplace(request, options, &view);
     model_->Begin();
@@ -79,6 +83,7 @@ class SettingsModelTest : public testing::Test {
 
   SettingsDialogRequest request{nullptr, "/clips/clip.qorix", 0, nullptr};
   RecordingView view;
+  std::optional<FakePreview> preview;  // outlives the model, as the door asks for
   std::optional<SettingsModel> model_;
 };
 
@@ -292,22 +297,18 @@ TEST_F(SettingsModelTest, SliderCoversTheClip) {
     int64_t frames, page, start;
   };
   for (const Row& row : {Row{1, 1, 0}, Row{39, 1, 19}, Row{40, 2, 20}, Row{1000, 50, 500}}) {
-    FakePreview preview(row.frames);
-    request.preview = &preview.description;
+    UsePreview(row.frames);
     const SettingsModel& model = Open();
     EXPECT_EQ(model.sliderPage(), row.page);
     EXPECT_EQ(model.sliderPosition(), row.start);
-    model_.reset();
   }
-  FakePreview empty(0);
-  request.preview = &empty.description;
+  UsePreview(0);
   EXPECT_FALSE(Open().hasPreview());
 }
 
 TEST_F(SettingsModelTest, EveryChangeAsksForAPicture) {
   const TemporaryLut lut;
-  FakePreview preview(100, 25, 1);
-  request.preview = &preview.description;
+  UsePreview();
   SettingsModel& model = Open();
   int pictures = 1;
   view.WaitForPictures(pictures);
@@ -330,22 +331,21 @@ TEST_F(SettingsModelTest, EveryChangeAsksForAPicture) {
     change();
     view.WaitForPictures(++pictures);
   }
-  EXPECT_EQ(preview.seen().back(), (std::pair<float, int64_t>{0, 7}));
-  EXPECT_EQ(preview.seen()[4].first, 2);
+  EXPECT_EQ(preview->seen().back(), (std::pair<float, int64_t>{0, 7}));
+  EXPECT_EQ(preview->seen()[4].first, 2);
 
   // Echoes of what is shown already, and what no picture depends on.
   model.TextChanged(kExposureEdit, "+0.00");
   model.SelectionChanged(kCurveCombo, 0);
   model.SliderMoved(7);
   model.Clicked(kNewClipsLabel);
-  EXPECT_EQ(preview.seen().size(), changes.size() + 1);
+  EXPECT_EQ(preview->seen().size(), changes.size() + 1);
   model_.reset();
   EXPECT_EQ(FakePreview::livePictures, 0);
 }
 
 TEST_F(SettingsModelTest, UnreadableExposureKeepsWhatThePreviewSawLast) {
-  FakePreview preview;
-  request.preview = &preview.description;
+  UsePreview();
   SettingsModel& model = Open();
   model.TextChanged(kExposureEdit, "1,25");
   model.TextChanged(kExposureEdit, "bright");
@@ -381,8 +381,7 @@ TEST_F(SettingsModelTest, OpensAndClosesAThousandTimes) {
   std::mt19937 random(7);
   view.answer = "/looks/none.cube";
   for (int cycle = 0; cycle < 1000; ++cycle) {
-    FakePreview preview;
-    request.preview = &preview.description;
+    UsePreview();
     request.languageIndex = cycle % kLanguageCount;
     SettingsModel& model = Open();
     for (unsigned edits = random() % 12; edits > 0; --edits) EditAtRandom(model, random);

@@ -128,8 +128,9 @@ void PreviewPane::PostPictureArrived() {
   QCoreApplication::postEvent(this, std::make_unique<QEvent>(kPictureArrived).release());  // Qt owns posted events
 }
 
-void PreviewPane::customEvent(QEvent* event) {
-  if (event->type() == kPictureArrived) update();
+// The only event of our own is the arrival.
+void PreviewPane::customEvent(QEvent*) {
+  update();
 }
 
 void PreviewPane::paintEvent(QPaintEvent*) {
