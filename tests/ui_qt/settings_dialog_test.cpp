@@ -4,6 +4,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QEventLoop>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -17,6 +18,7 @@
 #include <clocale>
 #include <fstream>
 #include <random>
+#include <thread>
 
 #include "platform/path.h"
 #include "tests/ui/fake_preview.h"
@@ -260,6 +262,30 @@ TEST(QtSettingsModule, RunsInTheHostsApplication) {
     EXPECT_EQ(useForNewClips, confirmed);
   }
   EXPECT_EQ(setlocale(LC_ALL, nullptr), locale);
+}
+
+// A host may open the window from a thread of its own while its event loop runs on another.
+TEST(QtSettingsModule, ComesToTheApplicationsThread) {
+  QTimer clicker;
+  QObject::connect(&clicker, &QTimer::timeout, [] {
+    if (QWidget* const window = QApplication::activeModalWidget()) {
+      EXPECT_EQ(window->thread(), qApp->thread());
+      window->findChild<QPushButton*>(QString::number(kOkButton))->click();
+    }
+  });
+  clicker.start(0);
+  QEventLoop hostLoop;
+  int result = -1;
+  std::thread host([&] {
+    DevelopOptions options;
+    bool useForNewClips = false;
+    result = RunSettingsModule(std::filesystem::path(QX_BINARY_DIR) / kSettingsModuleName, {nullptr, "a.zip", 0, nullptr}, &options,
+                               &useForNewClips, {});
+    QMetaObject::invokeMethod(&hostLoop, &QEventLoop::quit, Qt::QueuedConnection);
+  });
+  hostLoop.exec();
+  host.join();
+  EXPECT_EQ(result, 1);
 }
 
 // QX_STRESS multiplies the 200 cycles.
