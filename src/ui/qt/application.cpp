@@ -9,6 +9,7 @@
 
 #include "platform/module.h"
 #include "ui/qt/display_check.h"
+#include "ui/qt/settings_widgets.h"
 
 namespace qx {
 
@@ -39,6 +40,9 @@ int CreateOwnApplication(Message message) {
   static char* arguments[] = {name, nullptr};
   static int argumentCount = 1;
   ownApplication = std::make_unique<QApplication>(argumentCount, arguments).release();
+  // Nobody else shows windows in it, so its own message boxes and file choosers may look like ours.
+  QApplication::setStyle(QStringLiteral("Fusion"));
+  QApplication::setPalette(DarkPalette());
   return 0;
 }
 

@@ -20,26 +20,11 @@ namespace qx {
 
 namespace {
 
-// What Qt's own drawing needs beside the told colours: raised surfaces and the marked choice.
-constexpr Color kButtonColor{56, 56, 56}, kHighlightColor{42, 102, 170}, kBrightColor{255, 255, 255};
 // Qt darkens the window colour for the frames around fields and check boxes; on a dark window they would be lost.
 constexpr Color kFrameBaseColor{112, 112, 112};
 
 // Pixels that keep a text from touching the field behind it.
 constexpr int kEndIndent = 3;
-
-QPalette DarkPalette() {
-  QPalette palette(ToQt(kButtonColor), ToQt(kWindowColor));
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::ToolTipText, QPalette::PlaceholderText}) {
-    palette.setColor(role, ToQt(kTextColor));
-    palette.setColor(QPalette::Disabled, role, ToQt(kDisabledTextColor));
-  }
-  palette.setColor(QPalette::Window, ToQt(kWindowColor));
-  for (const auto role : {QPalette::Base, QPalette::AlternateBase, QPalette::ToolTipBase}) palette.setColor(role, ToQt(kFieldColor));
-  palette.setColor(QPalette::Highlight, ToQt(kHighlightColor));
-  palette.setColor(QPalette::HighlightedText, ToQt(kBrightColor));
-  return palette;
-}
 
 int SliderValue(int64_t position) {
   return int(std::clamp<int64_t>(position, 0, std::numeric_limits<int>::max()));
@@ -76,6 +61,8 @@ SettingsDialog::SettingsDialog(const SettingsDialogRequest& request, const Devel
   setWindowTitle(ToQt(model_.Title()));
   CreateControls();
   model_.Begin();
+  // Not a button: the enter key would press it in place of OK.
+  controls_.at(model_.Enabled(kCurveCombo) ? kCurveCombo : kExposureEdit)->setFocus();
 }
 
 SettingsDialog::~SettingsDialog() = default;

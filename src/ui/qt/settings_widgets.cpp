@@ -15,6 +15,9 @@ namespace {
 constexpr int kRepeatDelayMs = 400, kRepeatIntervalMs = 60;
 constexpr QEvent::Type kPictureArrived = QEvent::Type(QEvent::User + 1);
 
+// What Qt's own drawing needs beside the told colours: raised surfaces and the marked choice.
+constexpr Color kButtonColor{56, 56, 56}, kHighlightColor{42, 102, 170}, kBrightColor{255, 255, 255};
+
 StepKeys KeysOf(Qt::KeyboardModifiers modifiers) {
   return {modifiers.testFlag(Qt::ShiftModifier), modifiers.testFlag(Qt::ControlModifier)};
 }
@@ -42,6 +45,19 @@ QColor ToQt(Color color) {
 
 QString ToQt(const std::string& utf8) {
   return QString::fromStdString(utf8);
+}
+
+QPalette DarkPalette() {
+  QPalette palette(ToQt(kButtonColor), ToQt(kWindowColor));
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::ToolTipText, QPalette::PlaceholderText}) {
+    palette.setColor(role, ToQt(kTextColor));
+    palette.setColor(QPalette::Disabled, role, ToQt(kDisabledTextColor));
+  }
+  palette.setColor(QPalette::Window, ToQt(kWindowColor));
+  for (const auto role : {QPalette::Base, QPalette::AlternateBase, QPalette::ToolTipBase}) palette.setColor(role, ToQt(kFieldColor));
+  palette.setColor(QPalette::Highlight, ToQt(kHighlightColor));
+  palette.setColor(QPalette::HighlightedText, ToQt(kBrightColor));
+  return palette;
 }
 
 NumberEdit::NumberEdit(StepHandlers handlers, QWidget* parent) : QLineEdit(parent), handlers_(std::move(handlers)) {

@@ -4,6 +4,7 @@
 
 #include <QLabel>
 #include <QLineEdit>
+#include <QPalette>
 #include <QTimer>
 #include <QWidget>
 #include <functional>
@@ -14,6 +15,8 @@ namespace qx {
 
 QColor ToQt(Color color);
 QString ToQt(const std::string& utf8);
+/// The window's colours, for every widget that sets none of its own.
+QPalette DarkPalette();
 
 /// What a number field and its arrows report.
 struct StepHandlers {
