@@ -55,7 +55,7 @@ void WaitForPicture(const qx::SettingsDialog& dialog) {
 // 256 colours for a smaller file: those of the window itself exactly, then those that stand for most of the preview's pixels, counted in
 // cubes of 16 levels a side.
 QList<QRgb> FrequentColors(const QImage& picture) {
-  constexpr int kExactColors = 96;
+  constexpr int kExactColors = 64;
   std::map<QRgb, int> counts;
   for (int y = 0; y < picture.height(); ++y) {
     for (int x = 0; x < picture.width(); ++x) ++counts[picture.pixel(x, y)];
@@ -81,7 +81,8 @@ bool TakePicture(const qx::SettingsDialogRequest& request, const std::string& fi
   qx::DevelopOptions options;
   options.outputCurve = 2;
   options.whiteBalanceOn = 1;
-  options.kelvin = 5200;
+  options.kelvin = 5600;
+  options.exposureEv = -0.7f;
   options.demosaic = 3;
   qx::SettingsDialog dialog(request, options, style);
   dialog.show();
