@@ -84,7 +84,7 @@ class ContentHash {
  private:
   static constexpr uint64_t kPrime = 0x100000001b3;
   uint64_t a_ = 0x14650fb0739d0383;
-  uint64_t b_ = 0x9e3779b97f4a7da6;
+  uint64_t b_ = 0x9e3778b97f4a7da6;
 };
 
 }  // namespace
