@@ -18,7 +18,7 @@ int32_t InitiateRead(const host::AsyncRequestRec* request) {
   auto* clip = static_cast<ImporterClip*>(request->inPrivateData);
   const int64_t frame = clip->FrameAt(request->sourceVideo.inFrameTime);
   const int32_t level = clip->sizeLevel;
-  PrefetchFrame(clip->clip.get(), frame, level);
+  PrefetchFrame(clip->Opened()->clip.get(), frame, level);
   LogLine("initiate %lld%s", static_cast<long long>(frame), kLevelSuffixes[level]);
   return host::aiNoError;
 }
@@ -44,7 +44,7 @@ int32_t Dispatch(int32_t selector, void* param) {
     case host::aiCancelAsyncRead:
       return host::aiNoError;
     case host::aiFlush:
-      CancelClipJobs(static_cast<ImporterClip*>(param)->clip.get());
+      CancelClipJobs(static_cast<ImporterClip*>(param)->Opened()->clip.get());
       CloseSession();
       return host::aiNoError;
     case host::aiGetFrame:

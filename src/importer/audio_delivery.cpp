@@ -29,12 +29,13 @@ void CountCall(double milliseconds) {
 }  // namespace
 
 int32_t ImportAudio(const host::ImportAudioRec7* request) {
-  ImporterClip* clip = ClipOfHandle(request->privateData);
-  if (clip == nullptr || clip->info.hasAudio == 0) return host::imOtherErr;
+  const ImporterClip* clip = ClipOfHandle(request->privateData);
+  const OpenedClipPtr opened = clip != nullptr ? clip->Opened() : nullptr;
+  if (opened == nullptr || opened->info.hasAudio == 0) return host::imOtherErr;
   const double start = MonotonicMs();
   const int64_t first = std::max<int64_t>(request->position, 0);
   const auto count = int32_t(std::min<uint32_t>(request->size, uint32_t(std::numeric_limits<int32_t>::max())));
-  const int result = ReadClipAudio(clip->clip.get(), first, count, request->buffer);
+  const int result = ReadClipAudio(opened->clip.get(), first, count, request->buffer);
   CountCall(MonotonicMs() - start);
   return result == 0 ? int32_t(host::imNoErr) : int32_t(host::imOtherErr);
 }

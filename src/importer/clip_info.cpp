@@ -8,6 +8,7 @@
 #include "host/pixel_formats.h"
 #include "host/selectors.h"
 #include "importer/diagnostic_log.h"
+#include "importer/importer_clip.h"
 #include "importer/importer_settings.h"
 #include "importer/open_clip_registry.h"
 #include "platform/file.h"
@@ -111,9 +112,9 @@ int32_t DescribeFileFormat(size_t index, host::IndFormatRec* record) {
   return host::imNoErr;
 }
 
-void FillFileInfo(const ImporterClip& clip, int32_t fileType, host::FileInfoRec8* record) {
-  const ClipInfo& info = clip.info;
-  const bool declaresColorSpace = clip.outputKind() == OutputKind::kSLog3 || clip.outputKind() == OutputKind::kLinear;
+void FillFileInfo(const ClipInfo& info, int32_t fileType, host::FileInfoRec8* record) {
+  const auto kind = OutputKind(info.outputKind);
+  const bool declaresColorSpace = kind == OutputKind::kSLog3 || kind == OutputKind::kLinear;
   record->hasVideo = 1;
   record->hasAudio = info.hasAudio != 0 ? 1 : 0;
   record->imageWidth = info.fullWidth;
@@ -142,21 +143,21 @@ void FillFileInfo(const ImporterClip& clip, int32_t fileType, host::FileInfoRec8
   record->audioDuration = info.audioSamples;
 }
 
-int32_t PreferredFrameSize(const ImporterClip& clip, host::PreferredFrameSizeRec* record) {
+int32_t PreferredFrameSize(const ClipInfo& info, host::PreferredFrameSizeRec* record) {
   const int32_t level = record->inIndex;
   if (level < kFullSize || level > kQuarterSize) return host::imOtherErr;
-  const Size size = LevelSize(clip.info, level);
+  const Size size = LevelSize(info, level);
   if (size.width == 0) return host::imOtherErr;
   record->outWidth = size.width;
   record->outHeight = size.height;
-  return level < kQuarterSize && LevelSize(clip.info, level + 1).width != 0 ? host::imIterateFrameSizes : host::imNoErr;
+  return level < kQuarterSize && LevelSize(info, level + 1).width != 0 ? host::imIterateFrameSizes : host::imNoErr;
 }
 
-int32_t DescribeTimecode(const ImporterClip& clip, host::TimeInfoRec8* record) {
-  if (clip.info.timecode[0] == '\0') return host::imUnsupported;
-  CopyText(record->orgtime, clip.info.timecode);
-  record->orgScale = clip.info.fpsNumerator;
-  record->orgSampleSize = clip.info.fpsDenominator;
+int32_t DescribeTimecode(const ClipInfo& info, host::TimeInfoRec8* record) {
+  if (info.timecode[0] == '\0') return host::imUnsupported;
+  CopyText(record->orgtime, info.timecode);
+  record->orgScale = info.fpsNumerator;
+  record->orgSampleSize = info.fpsDenominator;
   record->dataType = kSmpteTimecode;
   return host::imNoErr;
 }
@@ -182,10 +183,11 @@ int32_t DescribeContentState(host::QueryContentStateRec* record) {
 
 int32_t DescribeColorSpace(size_t index, host::ColorSpaceRec* record) {
   const ImporterClip* clip = LookupImporterClip(record->inPrivateData);
-  const OutputKind kind = clip != nullptr ? clip->outputKind() : OutputKind::kSLog3;
-  const bool narrow = clip != nullptr ? clip->info.slog3Narrow != 0 : Settings().slog3Narrow;
+  const OpenedClipPtr opened = clip != nullptr ? clip->Opened() : nullptr;
+  const OutputKind kind = opened != nullptr ? opened->outputKind() : OutputKind::kSLog3;
+  const bool narrow = opened != nullptr ? opened->info.slog3Narrow != 0 : Settings().slog3Narrow;
   LogLine("imGetIndColorSpace %zu (privatedata %p%s, curve %d, buffer %p, size %d)", index, static_cast<void*>(record->inPrivateData),
-          clip != nullptr ? "" : " — not a clip handle", int(kind), record->inDestinationBuffer, record->ioBufferSize);
+          opened != nullptr ? "" : " — not a clip handle", int(kind), record->inDestinationBuffer, record->ioBufferSize);
   if (index != 0) return host::imBadFormatIndex;
   if (kind == OutputKind::kLinear) {
     SetSeiColorSpace(record, kPrimariesBt2020, kTransferLinear, 32, true);

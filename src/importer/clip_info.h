@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "host/records.h"
-#include "importer/importer_clip.h"
+#include "pipeline/clip.h"
 
 namespace qx {
 
@@ -16,13 +16,13 @@ void FillImportInfo(host::ImportInfoRec* record);
 int32_t DescribeFileFormat(size_t index, host::IndFormatRec* record);
 
 /// Fills the clip's part of the file-info record.
-void FillFileInfo(const ImporterClip& clip, int32_t fileType, host::FileInfoRec8* record);
+void FillFileInfo(const ClipInfo& info, int32_t fileType, host::FileInfoRec8* record);
 
 /// Frame size by index: 0 or 24 (more follow), 5 when there is none.
-int32_t PreferredFrameSize(const ImporterClip& clip, host::PreferredFrameSizeRec* record);
+int32_t PreferredFrameSize(const ClipInfo& info, host::PreferredFrameSizeRec* record);
 
 /// Time code of the first frame: 0, or 3 when there is none.
-int32_t DescribeTimecode(const ImporterClip& clip, host::TimeInfoRec8* record);
+int32_t DescribeTimecode(const ClipInfo& info, host::TimeInfoRec8* record);
 
 /// A text that changes when the file at a path changes: 0, or 5 when there is no such file.
 int32_t DescribeContentState(host::QueryContentStateRec* record);

@@ -81,7 +81,7 @@ int32_t OpenFile(const Call& call) {
   const host::FileRef file = clip->file.nativeHandle();
   if (call.param1 != nullptr) *As<host::FileRef>(call.param1) = file;
   record->fileinfo.fileref = file;
-  record->outExtraMemoryUsage = ClipMemoryBytes(clip->clip.get());
+  record->outExtraMemoryUsage = ClipMemoryBytes(clip->Opened()->clip.get());
   return host::imNoErr;
 }
 
@@ -103,14 +103,14 @@ int32_t GetInfo(const Call& call) {
   ImporterClip* clip = nullptr;
   if (const int32_t result = FindOrOpenClip(call, *access, &handle, &clip); result != host::imNoErr) return result;
   record->privatedata = handle;
-  FillFileInfo(*clip, access->filetype, record);
+  FillFileInfo(clip->Opened()->info, access->filetype, record);
   return host::imNoErr;
 }
 
 int32_t GetIndPixelFormat(const Call& call) {
   auto* record = As<host::IndPixelFormatRec>(call.param2);
   const ImporterClip* clip = LookupImporterClip(record->privatedata);
-  const OutputKind kind = clip != nullptr ? clip->outputKind() : OutputKind::kSLog3;
+  const OutputKind kind = clip != nullptr ? clip->Opened()->outputKind() : OutputKind::kSLog3;
   const std::optional<uint32_t> format = OfferedFormat(Settings(), kind, reinterpret_cast<size_t>(call.param1));
   if (!format) return host::imBadFormatIndex;
   record->outPixelFormat = *format;
@@ -120,7 +120,7 @@ int32_t GetIndPixelFormat(const Call& call) {
 int32_t GetPreferredFrameSize(const Call& call) {
   auto* record = As<host::PreferredFrameSizeRec>(call.param1);
   const ImporterClip* clip = ClipOfHandle(record->inPrivateData);
-  return clip != nullptr ? PreferredFrameSize(*clip, record) : int32_t(host::imOtherErr);
+  return clip != nullptr ? PreferredFrameSize(clip->Opened()->info, record) : int32_t(host::imOtherErr);
 }
 
 int32_t GetSourceVideo(const Call& call) {
@@ -132,7 +132,7 @@ int32_t GetSourceVideo(const Call& call) {
 int32_t GetTimeInfo(const Call& call) {
   auto* record = As<host::TimeInfoRec8>(call.param2);
   const ImporterClip* clip = ClipOfHandle(record->privatedata);
-  return clip != nullptr ? DescribeTimecode(*clip, record) : int32_t(host::imUnsupported);
+  return clip != nullptr ? DescribeTimecode(clip->Opened()->info, record) : int32_t(host::imUnsupported);
 }
 
 int32_t QueryContentState(const Call& call) {

@@ -99,13 +99,13 @@ host::PPix CreateBuffer(ImporterClip* clip, const host::SourceVideoRec& request,
   return error < 0 ? nullptr : frame;
 }
 
-bool DevelopIntoBuffer(ImporterClip* clip, host::PPix frame, int64_t frameNumber, int32_t level, uint32_t format) {
+bool DevelopIntoBuffer(const ImporterClip& clip, Clip* opened, host::PPix frame, int64_t frameNumber, int32_t level, uint32_t format) {
   char* pixels = nullptr;
   int32_t rowBytes = 0;
-  if (clip->ppix->getPixels(frame, host::kPPixReadWrite, &pixels) < 0 || pixels == nullptr) return false;
-  if (clip->ppix->getRowBytes(frame, &rowBytes) < 0 || rowBytes < 0) return false;
+  if (clip.ppix->getPixels(frame, host::kPPixReadWrite, &pixels) < 0 || pixels == nullptr) return false;
+  if (clip.ppix->getRowBytes(frame, &rowBytes) < 0 || rowBytes < 0) return false;
   const HostFormat* known = FindHostFormat(format);
-  return known != nullptr && GetFrame(clip->clip.get(), frameNumber, frameNumber, level, known->output, reinterpret_cast<uint8_t*>(pixels),
+  return known != nullptr && GetFrame(opened, frameNumber, frameNumber, level, known->output, reinterpret_cast<uint8_t*>(pixels),
                                       uint32_t(rowBytes), nullptr, nullptr) == 0;
 }
 
@@ -168,6 +168,7 @@ int32_t DeliverFrame(ImporterClip* clip, host::SourceVideoRec* request, bool asy
   if (request->outFrame == nullptr) return host::imOtherErr;
   const double startMs = MonotonicMs();
   const InFlight inFlight;
+  const OpenedClipPtr opened = clip->Opened();  // the whole request sees one, whatever imGetInfo8 does meanwhile
   const int64_t frameNumber = clip->FrameAt(request->inFrameTime);
   const size_t entries = request->inFrameFormats != nullptr ? size_t(std::max(request->inNumFrameFormats, 0)) : 0;
   const std::span<const host::FrameFormat> accepted(request->inFrameFormats, entries);
@@ -175,22 +176,22 @@ int32_t DeliverFrame(ImporterClip* clip, host::SourceVideoRec* request, bool asy
   if (LogIsOn()) Trace().LogFormats(FormatListText(accepted));
 
   const int32_t intent = request->inIntent;
-  const int32_t level = ChooseSizeLevel(clip->info, intent, choice.askedWidth, choice.askedHeight);
+  const int32_t level = ChooseSizeLevel(opened->info, intent, choice.askedWidth, choice.askedHeight);
   if (Trace().IsNewShape(intent, choice.askedWidth, choice.askedHeight, request->inQuality)) {
     LogLine("request: intent %d (%s), asked %dx%d, quality %d -> giving %s", intent, IntentName(intent), choice.askedWidth,
             choice.askedHeight, request->inQuality, kLevelNames[level]);
   }
   clip->sizeLevel = level;
   SetExportMode(IsExport(intent));
-  if (clip->outputKind() == OutputKind::kLinear && !IsBgra(choice.format)) {
+  if (opened->outputKind() == OutputKind::kLinear && !IsBgra(choice.format)) {
     choice.format = choice.bgraFallback != 0 ? choice.bgraFallback : host::kBgraLinear;
   }
 
-  const Size size = LevelSize(clip->info, level);
+  const Size size = LevelSize(opened->info, level);
   const host::PPix frame = CreateBuffer(clip, *request, choice.format, size);
   if (frame == nullptr) return host::imMemErr;
   const double bufferMs = MonotonicMs();
-  const bool delivered = DevelopIntoBuffer(clip, frame, frameNumber, level, choice.format);
+  const bool delivered = DevelopIntoBuffer(*clip, opened->clip.get(), frame, frameNumber, level, choice.format);
   const double endMs = MonotonicMs();
 
   const double lastEndMs = Trace().LastEndMs();
@@ -200,7 +201,7 @@ int32_t DeliverFrame(ImporterClip* clip, host::SourceVideoRec* request, bool asy
       static_cast<long long>(frameNumber), async ? "async" : "sync", size.width, size.height, formatText.c_str(), bufferMs - startMs,
       endMs - bufferMs, lastEndMs > 0 ? startMs - lastEndMs : 0.0, inFlight.parallel, intent, request->inPlaybackRatio,
       request->inPlaybackRate, request->inQuality);
-  RecordDelivery(*clip, frameNumber, size.width, startMs, endMs - startMs, lastEndMs > 0 ? startMs - lastEndMs : -1.0);
+  RecordDelivery(*opened, frameNumber, size.width, startMs, endMs - startMs, lastEndMs > 0 ? startMs - lastEndMs : -1.0);
   Trace().SetLastEndMs(endMs);
   if (!delivered) {
     LogLine("frame %lld (%dx%d %.4s): FAIL", static_cast<long long>(frameNumber), size.width, size.height, formatText.c_str());

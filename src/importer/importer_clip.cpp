@@ -6,6 +6,7 @@
 
 #include "host/pixel_formats.h"
 #include "host/selectors.h"
+#include "importer/default_options.h"
 #include "importer/diagnostic_log.h"
 #include "importer/host_language.h"
 #include "importer/importer_settings.h"
@@ -28,24 +29,25 @@ int32_t CurveFromName(const std::string& name) {
   return 0;
 }
 
-DevelopOptions BuiltInOptions() {
-  DevelopOptions options;
-  SetDefaultDevelopOptions(&options);
-  options.slog3Narrow = Settings().slog3Narrow ? 1 : 0;
-  return options;
+// The range that is told to the host is a setting of the process, not of a clip.
+void SetRange(DevelopOptions* options) {
+  options->slog3Narrow = Settings().slog3Narrow ? 1 : 0;
 }
 
-// Opens with the defaults, and once more with the built-in ones unless the environment chose the curve. `options` tells what was used.
+// Opens with the user's defaults, and once more with the built-in ones unless the environment chose the curve. `options` tells what was
+// used.
 ClipPtr OpenWithDefaults(const std::filesystem::path& path, DevelopOptions* options, ClipInfo* info) {
   const std::string name = Utf8FromPath(path);
   const std::optional<std::string> curve = ReadEnvironment("QORIX_IMPORT_CURVE", 16);
-  *options = BuiltInOptions();
+  LoadDefaultOptions(options);
+  SetRange(options);
   if (curve) options->outputCurve = CurveFromName(*curve);
   MessageBuffer<512> message;
   ClipPtr clip(OpenClip(path, options, info, message));
   if (clip == nullptr && !curve) {
     LogLine("open %s: defaults from the registry failed: %s — converter defaults", name.c_str(), message.text());
-    *options = BuiltInOptions();
+    SetDefaultDevelopOptions(options);
+    SetRange(options);
     message.Clear();
     clip.reset(OpenClip(path, options, info, message));
   }
@@ -54,10 +56,10 @@ ClipPtr OpenWithDefaults(const std::filesystem::path& path, DevelopOptions* opti
 }
 
 // A host that took the file for the other kind has not read it: its name ends wrongly.
-bool IsAnnouncedAsOtherKind(const ImporterClip& clip, uint32_t fileType) {
-  const bool isQorix = clip.info.isQorix != 0;
+bool IsAnnouncedAsOtherKind(const std::filesystem::path& path, const ClipInfo& info, uint32_t fileType) {
+  const bool isQorix = info.isQorix != 0;
   if (fileType != (isQorix ? host::kFileTypeRawZip : host::kFileTypeQorix)) return false;
-  LogLine("open %s: announced as a %s, is a %s — not opened under this name; rename it to end in %s", Utf8FromPath(clip.path).c_str(),
+  LogLine("open %s: announced as a %s, is a %s — not opened under this name; rename it to end in %s", Utf8FromPath(path).c_str(),
           isQorix ? "RAW-ZIP archive" : ".qorix recording", isQorix ? ".qorix recording" : "RAW-ZIP archive", isQorix ? ".qorix" : ".zip");
   return true;
 }
@@ -71,10 +73,10 @@ bool AcquireSuites(const host::SPBasicSuite* basic, ImporterClip* clip) {
   return true;
 }
 
-int64_t TicksPerFrame(const ImporterClip& clip) {
+int64_t TicksPerFrame(const host::TimeSuite& time, const ClipInfo& info) {
   int64_t ticksPerSecond = 0;
-  if (clip.time->getTicksPerSecond(&ticksPerSecond) < 0 || clip.info.fpsNumerator < 1) return 0;
-  return ticksPerSecond / clip.info.fpsNumerator * clip.info.fpsDenominator;
+  if (time.getTicksPerSecond(&ticksPerSecond) < 0 || info.fpsNumerator < 1) return 0;
+  return ticksPerSecond / info.fpsNumerator * info.fpsDenominator;
 }
 
 host::Handle MakePrivateData(const host::StdParms* parms, ImporterClip* clip) {
@@ -90,37 +92,38 @@ host::Handle MakePrivateData(const host::StdParms* parms, ImporterClip* clip) {
   return handle;
 }
 
-void LogOpened(const ImporterClip& clip, const DevelopOptions& options) {
-  const ClipInfo& info = clip.info;
+void LogOpened(const std::filesystem::path& path, const ClipInfo& info, const DevelopOptions& options) {
   LogLine(
       "open %s: %dx%d (half %dx%d, quarter %dx%d), %lld frames, %d/%d fps, audio %d (%d ch, %d Hz, %lld), tc %s, %s; curve %d, lut %s, "
       "ev %.2f",
-      Utf8FromPath(clip.path).c_str(), info.fullWidth, info.fullHeight, info.halfWidth, info.halfHeight, info.quarterWidth,
-      info.quarterHeight, static_cast<long long>(info.frameCount), info.fpsNumerator, info.fpsDenominator, info.hasAudio,
-      info.audioChannels, info.audioRate, static_cast<long long>(info.audioSamples), info.timecode, info.label, info.outputKind,
-      options.hasLut() ? "on" : "off", double(options.exposureEv));
+      Utf8FromPath(path).c_str(), info.fullWidth, info.fullHeight, info.halfWidth, info.halfHeight, info.quarterWidth, info.quarterHeight,
+      static_cast<long long>(info.frameCount), info.fpsNumerator, info.fpsDenominator, info.hasAudio, info.audioChannels, info.audioRate,
+      static_cast<long long>(info.audioSamples), info.timecode, info.label, info.outputKind, options.hasLut() ? "on" : "off",
+      double(options.exposureEv));
 }
 
 }  // namespace
 
 int32_t OpenImporterClip(const host::StdParms* parms, const char16_t* path, int32_t fileType, host::Handle* privateData) {
   if (path == nullptr) return host::imBadFile;
-  auto opened = std::make_unique<ImporterClip>();
-  opened->path = PathFromUtf16(path);
+  auto clip = std::make_unique<ImporterClip>();
+  clip->path = PathFromUtf16(path);
+  auto opened = std::make_shared<OpenedClip>();
   DevelopOptions options;
-  opened->clip = OpenWithDefaults(opened->path, &options, &opened->info);
+  opened->clip = OpenWithDefaults(clip->path, &options, &opened->info);
   if (opened->clip == nullptr) return host::imBadFile;
-  if (IsAnnouncedAsOtherKind(*opened, uint32_t(fileType))) return host::imBadFile;
+  if (IsAnnouncedAsOtherKind(clip->path, opened->info, uint32_t(fileType))) return host::imBadFile;
 
   const host::SPBasicSuite* basic = BasicSuiteOf(parms);
   QueryHostLanguage(basic);
-  if (!AcquireSuites(basic, opened.get())) return host::imOtherErr;
-  opened->ticksPerFrame = TicksPerFrame(*opened);
-  const host::Handle handle = MakePrivateData(parms, opened.get());
+  if (!AcquireSuites(basic, clip.get())) return host::imOtherErr;
+  clip->ticksPerFrame = TicksPerFrame(*clip->time.get(), opened->info);
+  const host::Handle handle = MakePrivateData(parms, clip.get());
   if (handle == nullptr) return host::imMemErr;
-  LogOpened(*opened, options);
+  LogOpened(clip->path, opened->info, options);
+  clip->Replace(std::move(opened));
   OpenClips().Insert(handle);
-  opened.release();  // owned by its reference count now
+  clip.release();  // owned by its reference count now
   *privateData = handle;
   return host::imNoErr;
 }

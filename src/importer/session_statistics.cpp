@@ -22,7 +22,7 @@ SessionStatistics& ProcessStatistics() {
   return *statistics;
 }
 
-WindowLoad LoadOf(const ImporterClip& clip) {
+WindowLoad LoadOf(const OpenedClip& clip) {
   WindowLoad load;
   GetClipStats(clip.clip.get(), &load.pipeline);
   load.audio = TakeAudioCallCounters();
@@ -115,7 +115,7 @@ void SessionStatistics::CloseSessionLocked() {
       session_.readersSum / windows * 100, session_.gpuSum / windows * 100, session_.coresSum / windows, leastReadyAhead);
 }
 
-void RecordDelivery(const ImporterClip& clip, int64_t frame, int32_t width, double startMs, double durationMs, double intervalMs) {
+void RecordDelivery(const OpenedClip& clip, int64_t frame, int32_t width, double startMs, double durationMs, double intervalMs) {
   if (!LogIsOn()) return;
   const double framePeriodMs = double(clip.info.fpsDenominator) * 1000 / clip.info.fpsNumerator;
   ProcessStatistics().RecordDelivery({frame, width, startMs, durationMs, intervalMs, framePeriodMs}, [&clip] { return LoadOf(clip); });

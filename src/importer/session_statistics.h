@@ -11,7 +11,7 @@
 
 namespace qx {
 
-struct ImporterClip;
+struct OpenedClip;
 
 /// One delivery, successful or not. Times in milliseconds of the monotonic clock.
 struct Delivery {
@@ -79,7 +79,7 @@ class SessionStatistics {
 };
 
 /// Records a delivery of a clip in the process's statistics: `startMs`, `durationMs` and `intervalMs` as in Delivery.
-void RecordDelivery(const ImporterClip& clip, int64_t frame, int32_t width, double startMs, double durationMs, double intervalMs);
+void RecordDelivery(const OpenedClip& clip, int64_t frame, int32_t width, double startMs, double durationMs, double intervalMs);
 /// Ends the process's current run of deliveries, if there is one.
 void CloseSession();
 

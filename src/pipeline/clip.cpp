@@ -109,11 +109,6 @@ int OpenParts(Clip& clip, const DevelopOptions* options, Message message) {
 
 }  // namespace
 
-std::u16string_view LutTextOf(const DevelopOptions& options) {
-  const std::u16string_view text(options.lutPath, std::size(options.lutPath));
-  return text.substr(0, text.find(u'\0'));
-}
-
 std::filesystem::path LutPathOf(const DevelopOptions& options) {
   return PathFromUtf16(LutTextOf(options));
 }

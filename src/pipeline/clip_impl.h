@@ -80,8 +80,7 @@ class Clip {
 Clip* OpenClipIn(FramePipeline& pipeline, const std::filesystem::path& path, const DevelopOptions* options, ClipInfo* info,
                  Message message);
 
-/// The path of the options' LUT file, as given and as the system's.
-std::u16string_view LutTextOf(const DevelopOptions& options);
+/// The path of the options' LUT file as the system's.
 std::filesystem::path LutPathOf(const DevelopOptions& options);
 
 /// What the memory need of the clip's frames depends on at the moment.

@@ -24,6 +24,11 @@ void SetDefaultDevelopOptions(DevelopOptions* options) {
   *options = {};
 }
 
+std::u16string_view LutTextOf(const DevelopOptions& options) {
+  const std::u16string_view text(options.lutPath, std::size(options.lutPath));
+  return text.substr(0, text.find(u'\0'));
+}
+
 int DeriveDevelopParams(const DevelopOptions& options, const CubeLut* lut, DerivedOptions* derived, Message message) {
   const bool isKnownCurve = uint32_t(options.outputCurve) < std::size(kKindOfCurve);
   if (!isKnownCurve && lut == nullptr) return message.Fail("output curve %d is not supported yet", options.outputCurve);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <string_view>
 
 #include "base/message.h"
 #include "develop/cube_lut.h"
@@ -28,6 +29,9 @@ struct DevelopOptions {
 };
 
 void SetDefaultDevelopOptions(DevelopOptions* options);
+
+/// The path of the LUT file without its terminator.
+std::u16string_view LutTextOf(const DevelopOptions& options);
 
 /// What validation derives: the session parameters, the output kind told to the host (kLut with a LUT), and the narrow flag.
 struct DerivedOptions {

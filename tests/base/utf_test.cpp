@@ -24,5 +24,17 @@ TEST(Utf, ReplacesMalformedText) {
   EXPECT_EQ(Utf8FromUtf16(std::u16string(1, char16_t(0xD800))), "\xEF\xBF\xBD");
 }
 
+TEST(Utf, RefusesMalformedTextWhereItMustBeWhole) {
+  EXPECT_EQ(StrictUtf16FromUtf8("\xF0\x9F\x8E\xA5"), u"\U0001F3A5");
+  EXPECT_EQ(StrictUtf8FromUtf16(u"\U0001F3A5"), "\xF0\x9F\x8E\xA5");
+  for (const char* text : {"a\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\x80"}) {
+    EXPECT_FALSE(StrictUtf16FromUtf8(text).has_value()) << text;
+  }
+  for (const std::u16string& text : {std::u16string{0xD800}, std::u16string{0xDC00, 0xD800}, std::u16string{0xD800, u'a'}}) {
+    EXPECT_FALSE(StrictUtf8FromUtf16(text).has_value());
+  }
+  EXPECT_EQ(StrictUtf16FromUtf8("\xEF\xBF\xBD"), u"\uFFFD") << "the replacement character itself is text";
+}
+
 }  // namespace
 }  // namespace qx

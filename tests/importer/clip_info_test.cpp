@@ -21,13 +21,13 @@ TEST(PreferredFrameSize, EnumeratesOfferedSizes) {
                          Row{1920, 960, 2, host::imNoErr, 960}, Row{1920, 960, 3, host::imOtherErr, 0},
                          Row{1920, 0, 1, host::imNoErr, 1920}, Row{1920, 0, 2, host::imOtherErr, 0}, Row{0, 0, 0, host::imNoErr, 3840},
                          Row{0, 0, 1, host::imOtherErr, 0}, Row{1920, 960, -1, host::imOtherErr, 0}}) {
-    ImporterClip clip;
-    clip.info.fullWidth = 3840, clip.info.fullHeight = 2160;
-    clip.info.halfWidth = row.half, clip.info.halfHeight = row.half * 9 / 16;
-    clip.info.quarterWidth = row.quarter, clip.info.quarterHeight = row.quarter * 9 / 16;
+    ClipInfo info;
+    info.fullWidth = 3840, info.fullHeight = 2160;
+    info.halfWidth = row.half, info.halfHeight = row.half * 9 / 16;
+    info.quarterWidth = row.quarter, info.quarterHeight = row.quarter * 9 / 16;
     host::PreferredFrameSizeRec record = {};
     record.inIndex = row.index;
-    EXPECT_EQ(PreferredFrameSize(clip, &record), row.result) << row.half << " " << row.quarter << " index " << row.index;
+    EXPECT_EQ(PreferredFrameSize(info, &record), row.result) << row.half << " " << row.quarter << " index " << row.index;
     EXPECT_EQ(int32_t(record.outWidth), row.width);
   }
 }
@@ -35,21 +35,21 @@ TEST(PreferredFrameSize, EnumeratesOfferedSizes) {
 TEST(FileInfo, DeclaresColorSpaceOnlyForSLog3AndLinear) {
   for (const OutputKind kind :
        {OutputKind::kLut, OutputKind::kDaVinciIntermediate, OutputKind::kSLog3, OutputKind::kRec709, OutputKind::kLinear}) {
-    ImporterClip clip;
-    clip.info.outputKind = int32_t(kind);
+    ClipInfo info;
+    info.outputKind = int32_t(kind);
     host::FileInfoRec8 record = {};
-    FillFileInfo(clip, 0, &record);
+    FillFileInfo(info, 0, &record);
     EXPECT_EQ(int32_t(record.colorSpaceSupport), kind == OutputKind::kSLog3 || kind == OutputKind::kLinear ? 1 : 0) << int(kind);
   }
 }
 
 TEST(FileInfo, LeavesSoundFieldsAloneWithoutSound) {
-  ImporterClip clip;
-  clip.info.frameCount = 3'000'000'000;
-  clip.info.fpsDenominator = 1001;
+  ClipInfo info;
+  info.frameCount = 3'000'000'000;
+  info.fpsDenominator = 1001;
   host::FileInfoRec8 record = {};
   record.audioChannels = 77;
-  FillFileInfo(clip, 5, &record);
+  FillFileInfo(info, 5, &record);
   EXPECT_EQ(int32_t(record.audioChannels), 77);
   EXPECT_EQ(int64_t(record.vidDurationInFrames), 3'000'000'000);
   EXPECT_EQ(uint32_t(record.vidDuration), uint32_t(3'003'000'000'000));  // low 32 bits
@@ -91,19 +91,19 @@ TEST(FileFormat, EndsTheListOfExtensionsInWhateverMemory) {
 }
 
 TEST(FileInfo, TellsWhatAHostNeedsToPlay) {
-  ImporterClip clip;
-  clip.info.fpsNumerator = 30000, clip.info.fpsDenominator = 1001;
-  std::strcpy(clip.info.timecode, "01:00:00:00");
+  ClipInfo info;
+  info.fpsNumerator = 30000, info.fpsDenominator = 1001;
+  std::strcpy(info.timecode, "01:00:00:00");
   host::FileInfoRec8 record = {};
-  FillFileInfo(clip, 5, &record);
+  FillFileInfo(info, 5, &record);
   EXPECT_EQ(int(record.alphaType), 6) << "opaque";
   host::TimeInfoRec8 time = {};
-  EXPECT_EQ(DescribeTimecode(clip, &time), host::imNoErr);
+  EXPECT_EQ(DescribeTimecode(info, &time), host::imNoErr);
   EXPECT_EQ(int32_t(time.orgScale), 30000);
   EXPECT_EQ(int32_t(time.orgSampleSize), 1001);
-  host::ImportInfoRec info = {};
-  FillImportInfo(&info);
-  EXPECT_EQ(int32_t(info.keepLoaded), 1);
+  host::ImportInfoRec importer = {};
+  FillImportInfo(&importer);
+  EXPECT_EQ(int32_t(importer.keepLoaded), 1);
 }
 
 }  // namespace
