@@ -108,10 +108,13 @@ void HostClip::DescribeInfo(ClipFacts* facts) const {
   access->filepath = path_.c_str();
   GuardedRecord<host::FileInfoRec8> info("file info record");
   info->privatedata = privateData_;
+  const PrefsBlock before = prefs_;
+  info->prefs = prefsAddress();
   if (plugin_.Call(host::imGetInfo8, access.get(), info.get()) != host::imNoErr) {
     ReportViolation("imGetInfo8 refused an open clip");
     return;
   }
+  if (prefs_ != before) ReportViolation("imGetInfo8: stored settings changed");
   facts->width = info->imageWidth;
   facts->height = info->imageHeight;
   facts->hasAudio = info->hasAudio != 0;
@@ -168,6 +171,8 @@ void HostClip::FillRequest(const FrameRequest& request, host::SourceVideoRec* re
   record->inFrameFormats = formats->data();
   record->inNumFrameFormats = int32_t(formats->size());
   record->outFrame = place;
+  record->prefs = prefsAddress();
+  record->prefsSize = int32_t(prefs_.size());
   record->inQuality = request.quality;
   record->inIntent = request.intent;
   record->inPlaybackRatio = request.playbackRatio;

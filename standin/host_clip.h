@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/records.h"
+#include "standin/host_prefs.h"
 #include "standin/plugin.h"
 
 namespace standin {
@@ -73,6 +74,9 @@ class HostClip {
   HostClip(const HostClip&) = delete;
   HostClip& operator=(const HostClip&) = delete;
 
+  /// The settings block that the host has stored with the clip; it goes into every later call. Empty: none. Not beside other calls.
+  void SetPrefs(PrefsBlock block) { prefs_ = std::move(block); }
+
   /// imGetInfo8 and every other question about the clip.
   ClipFacts Describe() const;
   /// imGetSourceVideo. `result` receives its answer.
@@ -98,6 +102,8 @@ class HostClip {
   void DescribeInfo(ClipFacts* facts) const;
   void DescribeSizesAndFormats(ClipFacts* facts) const;
   void DescribeColorSpace(ClipFacts* facts) const;
+  /// Records take the block's address without promising not to write; the plug-in may not.
+  void* prefsAddress() const { return prefs_.empty() ? nullptr : const_cast<uint8_t*>(prefs_.data()); }
 
   const Plugin& plugin_;
   std::u16string path_;
@@ -106,6 +112,7 @@ class HostClip {
   qx::host::FileRef file_ = qx::host::kNoFile;
   uint64_t extraMemoryBytes_ = 0;
   int64_t ticksPerFrame_ = 0;
+  PrefsBlock prefs_;
 };
 
 }  // namespace standin

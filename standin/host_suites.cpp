@@ -62,6 +62,10 @@ host::SuiteError SetInstanceStreamFileCount(void*, int32_t) {
   return host::kSuiteNoError;
 }
 host::SuiteError RefreshFileAsync(const char16_t* path) {
+  if (path == nullptr || *path == 0) {
+    ReportViolation("refreshFileAsync: no path");
+    return host::kSuiteInvalidParameter;
+  }
   const std::lock_guard<std::mutex> guard(TheState().lock);
   TheState().refreshed.emplace_back(path);
   return host::kSuiteNoError;

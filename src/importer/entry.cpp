@@ -6,12 +6,14 @@
 #include "importer/async_importer.h"
 #include "importer/audio_delivery.h"
 #include "importer/clip_info.h"
+#include "importer/clip_prefs_selector.h"
 #include "importer/diagnostic_log.h"
 #include "importer/frame_delivery.h"
 #include "importer/host_language.h"
 #include "importer/importer_clip.h"
 #include "importer/importer_settings.h"
 #include "importer/open_clip_registry.h"
+#include "importer/stored_prefs.h"
 #include "pipeline/frame_pipeline_control.h"
 #include "platform/fault_guard.h"
 
@@ -103,8 +105,20 @@ int32_t GetInfo(const Call& call) {
   ImporterClip* clip = nullptr;
   if (const int32_t result = FindOrOpenClip(call, *access, &handle, &clip); result != host::imNoErr) return result;
   record->privatedata = handle;
+  ApplyStoredPrefs(clip, record->prefs);
   FillFileInfo(clip->Opened()->info, access->filetype, record);
   return host::imNoErr;
+}
+
+int32_t GetPrefs(const Call& call) {
+  return AnswerPrefsSelector(PrefsOperation::kClip, call.parms, As<host::FileAccessRec8>(call.param1), As<host::GetPrefsRec>(call.param2),
+                             RunSourceSettingsDialog);
+}
+
+int32_t GetInstancePrefs(const Call& call) {
+  auto* record = As<host::GetInstancePrefsRec>(call.param2);
+  return AnswerPrefsSelector(PrefsOperation::kInstance, call.parms, As<host::FileAccessRec8>(call.param1),
+                             record != nullptr ? &record->prefs : nullptr, RunSourceSettingsDialog);
 }
 
 int32_t GetIndPixelFormat(const Call& call) {
@@ -160,6 +174,8 @@ int32_t Dispatch(const Call& call) {
       return host::malSupports8;
     case host::imGetInfo8:
       return GetInfo(call);
+    case host::imGetPrefs8:
+      return GetPrefs(call);
     case host::imOpenFile8:
       return OpenFile(call);
     case host::imGetPreferredFrameSize:
@@ -174,6 +190,8 @@ int32_t Dispatch(const Call& call) {
       return QueryContentState(call);
     case host::imGetSupportsPerInstancePrefs:
       return host::malSupportsPerInstancePrefs;
+    case host::imGetInstancePrefs:
+      return GetInstancePrefs(call);
     case host::imGetIndColorSpace:
       return DescribeColorSpace(reinterpret_cast<size_t>(call.param1), As<host::ColorSpaceRec>(call.param2));
     default:

@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -23,15 +24,19 @@ namespace standin {
 
 using Environment = std::vector<std::pair<const char*, std::string>>;
 
-/// Runs `body` in a child process with these variables set; its failures become a failure of the calling test.
+/// Runs `body` in a child process with these variables set; its failures become a failure of the calling test. The user's folder for
+/// settings is an empty one of its own unless the variables name one.
 inline void RunInChild(const Environment& environment, const std::function<void()>& body) {
   std::fflush(nullptr);
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
+    const std::string config = testing::TempDir() + "qx_config_" + std::to_string(getpid());
+    setenv("XDG_CONFIG_HOME", config.c_str(), 1);
     for (const auto& [name, value] : environment) setenv(name, value.c_str(), 1);
     body();
     std::fflush(nullptr);
+    std::filesystem::remove_all(config);
     _exit(testing::Test::HasFailure() ? 1 : 0);
   }
   int status = 0;
