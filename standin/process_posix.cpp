@@ -1,6 +1,7 @@
 #include <stdlib.h>
 #include <sys/resource.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 #include "standin/process.h"
@@ -11,6 +12,10 @@ std::string DefaultImporterPath() {
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
   return (program.parent_path() / "qorix-importer.so").string();
+}
+
+void SetEnvironment(const char* name, const std::string& value) {
+  setenv(name, value.c_str(), 1);
 }
 
 std::string ReadVariable(const char* name) {

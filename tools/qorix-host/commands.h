@@ -6,18 +6,21 @@
 #include <string>
 #include <vector>
 
+#include "plugin_log.h"
 #include "standin/host_clip.h"
 #include "standin/plugin.h"
 
 namespace tool {
 
-enum ExitCode { kOk = 0, kUsage = 1, kNotOurs = 2, kFrameFailed = 3, kUnclean = 4, kNoPlugin = 5, kWriteFailed = 6 };
+enum ExitCode { kOk = 0, kUsage = 1, kNotOurs = 2, kFrameFailed = 3, kUnclean = 4, kNoPlugin = 5, kWriteFailed = 6, kSettings = 7 };
 
 struct CommonOptions {
   std::string pluginPath;
   std::string clipPath;
   std::string size = "full";    // full, half, quarter
   std::string format = "bgra";  // FourCC of the host
+  std::string prefsPath;        // file with the clip's settings block; empty: none is stored
+  bool readLog = false;         // the plug-in's log is needed although no block is stored; it costs time with every line
 };
 
 struct FrameOptions {
@@ -46,11 +49,20 @@ struct LogReportOptions {
   std::string log, output;
 };
 
+struct SettingsOptions {
+  std::vector<std::string> edits;  // "key=value"
+  std::string lutPath;
+  bool noLut = false;
+  bool dialog = false;
+};
+
 int RunInfo(const CommonOptions& common, bool json);
 int RunFrame(const CommonOptions& common, const FrameOptions& options);
 int RunFrames(const CommonOptions& common, const FramesOptions& options);
 int RunPlay(const CommonOptions& common, const PlayOptions& options);
 int RunScrub(const CommonOptions& common, const ScrubOptions& options);
+/// Shows, changes and applies a clip's settings; writes a frame when `frame` names a file.
+int RunSettings(const CommonOptions& common, const SettingsOptions& options, const FrameOptions& frame);
 int RunSelectors(const CommonOptions& common);
 int RunLogReport(const LogReportOptions& options);
 
@@ -58,6 +70,7 @@ int RunLogReport(const LogReportOptions& options);
 
 /// A plug-in with one clip open in it, or an exit code with the reason on standard error.
 struct Session {
+  std::unique_ptr<PluginLog> log;  // only with a stored block or CommonOptions::readLog
   std::unique_ptr<standin::Plugin> plugin;
   std::unique_ptr<standin::HostClip> clip;
   standin::ClipFacts facts;
@@ -67,6 +80,14 @@ struct Session {
   int Finish();
 };
 Session OpenSession(const CommonOptions& common);
+
+/// Reads a settings block from a file: kOk, or kUsage with the reason on standard error.
+int ReadBlockFile(const std::string& path, standin::PrefsBlock* block);
+/// Stores the block with the session's clip and has it described again: kOk, or kSettings with the plug-in's reason on standard error.
+/// `tell`: prints what the plug-in's log says of it.
+int ApplyBlock(Session* session, const standin::PrefsBlock& block, bool tell);
+/// Asks for one frame and writes it.
+int WriteFrame(const Session& session, const CommonOptions& common, const FrameOptions& options);
 
 /// "bgra" → FourCC. Sizes by name: false when the clip does not offer it.
 uint32_t FourCC(const std::string& text);

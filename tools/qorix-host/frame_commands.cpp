@@ -71,9 +71,7 @@ void DeliverFrames(const Session& session, const FramesOptions& options, const s
 
 }  // namespace
 
-int RunFrame(const CommonOptions& common, const FrameOptions& options) {
-  Session session = OpenSession(common);
-  if (session.failure != kOk) return session.failure;
+int WriteFrame(const Session& session, const CommonOptions& common, const FrameOptions& options) {
   standin::FrameRequest request;
   if (!MakeRequest(session, common, IntentFor(common), &request)) return kUsage;
   if (options.frame >= session.facts.frames) {
@@ -82,19 +80,22 @@ int RunFrame(const CommonOptions& common, const FrameOptions& options) {
     return kUsage;
   }
   request.frame = options.frame;
-  int code = kOk;
   int32_t result = 0;
-  {
-    const standin::HostFrame frame = session.clip->GetFrame(request, &result);
-    std::string error;
-    if (!frame) {
-      fmt::print(stderr, "qorix-host: frame {} failed (result {})\n", options.frame, result);
-      code = kFrameFailed;
-    } else if (!WritePicture(standin::ViewFrame(frame.get()), options.output, &error)) {
-      fmt::print(stderr, "qorix-host: {}\n", error);
-      code = kWriteFailed;
-    }
+  const standin::HostFrame frame = session.clip->GetFrame(request, &result);
+  std::string error;
+  if (!frame) {
+    fmt::print(stderr, "qorix-host: frame {} failed (result {})\n", options.frame, result);
+    return kFrameFailed;
   }
+  if (WritePicture(standin::ViewFrame(frame.get()), options.output, &error)) return kOk;
+  fmt::print(stderr, "qorix-host: {}\n", error);
+  return kWriteFailed;
+}
+
+int RunFrame(const CommonOptions& common, const FrameOptions& options) {
+  Session session = OpenSession(common);
+  if (session.failure != kOk) return session.failure;
+  const int code = WriteFrame(session, common, options);
   const int clean = session.Finish();
   return code != kOk ? code : clean;
 }

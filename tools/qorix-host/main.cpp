@@ -4,12 +4,13 @@
 
 #include "commands.h"
 #include "option_checks.h"
+#include "settings_text.h"
 
 namespace {
 
 constexpr const char* kFooter =
     "Exit codes: 0 done, 1 wrong use, 2 not a recording, 3 a frame failed, 4 the plug-in left something behind,\n"
-    "5 the plug-in could not be loaded, 6 a file could not be written.\n"
+    "5 the plug-in could not be loaded, 6 a file could not be written, 7 settings were cancelled or not taken.\n"
     "The plug-in's environment variables (QORIX_IMPORT_LOG, QORIX_IMPORT_CURVE, …) work here too.";
 
 void AddClip(CLI::App* command, tool::CommonOptions* common) {
@@ -21,6 +22,28 @@ void AddSizeAndFormat(CLI::App* command, tool::CommonOptions* common) {
   command->add_option("--format", common->format, "pixel format to ask for")
       ->check(CLI::IsMember({"bgra", "Bgra", "BGra", "BGaL", "uyv7", "v211", "vUYa"}))
       ->capture_default_str();
+}
+
+void AddPrefs(CLI::App* command, tool::CommonOptions* common) {
+  command->add_option("--prefs", common->prefsPath, "settings block to store with the clip, as \"settings --prefs\" writes it")
+      ->check(CLI::ExistingFile);
+}
+
+CLI::App* AddSettings(CLI::App* app, tool::CommonOptions* common, tool::SettingsOptions* options, tool::FrameOptions* frame) {
+  CLI::App* settings = app->add_subcommand("settings", "show, change and apply a clip's development settings");
+  settings->footer(tool::kSettingsKeysHelp);
+  AddClip(settings, common);
+  settings->add_option("--set", options->edits, "change a setting; may be repeated")->type_name("KEY=VALUE")->allow_extra_args(false);
+  CLI::Option* lut = settings->add_option("--lut", options->lutPath, "use this .cube file")->check(CLI::ExistingFile);
+  settings->add_flag("--no-lut", options->noLut, "use no LUT")->excludes(lut);
+  settings->add_flag("--dialog", options->dialog, "open the plug-in's settings window, as a host does");
+  settings->add_option(
+      "--prefs", common->prefsPath,
+      "file with the settings block: read when it exists, written when the settings change (default: new settings, not kept)");
+  settings->add_option("-n,--number", frame->frame, "display frame for -o, from 0")->check(CLI::NonNegativeNumber)->capture_default_str();
+  settings->add_option("-o,--output", frame->output, "write this frame with the settings applied: .png, .ppm or .raw");
+  AddSizeAndFormat(settings, common);
+  return settings;
 }
 
 }  // namespace
@@ -71,6 +94,12 @@ int main(int argc, char** argv) {
   scrub->add_option("--seed", scrubOptions.seed, "seed of the random jumps")->capture_default_str();
   scrub->add_option("--requests", scrubOptions.requests, "how many requests")->check(tool::WholeNumber(1, 1000000))->capture_default_str();
 
+  tool::SettingsOptions settingsOptions;
+  tool::FrameOptions settingsFrame;
+  CLI::App* settings = AddSettings(&app, &common, &settingsOptions, &settingsFrame);
+
+  for (CLI::App* command : {info, frame, frames, play, scrub}) AddPrefs(command, &common);
+
   CLI::App* selectors = app.add_subcommand("selectors", "print what the plug-in answers to every selector, without a clip");
 
   tool::LogReportOptions reportOptions;
@@ -89,5 +118,6 @@ int main(int argc, char** argv) {
   if (*play) return tool::RunPlay(common, playOptions);
   if (*report) return tool::RunLogReport(reportOptions);
   if (*scrub) return tool::RunScrub(common, scrubOptions);
+  if (*settings) return tool::RunSettings(common, settingsOptions, settingsFrame);
   return *selectors ? tool::RunSelectors(common) : int(tool::kUsage);
 }

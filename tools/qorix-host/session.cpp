@@ -36,6 +36,12 @@ Session OpenSession(const CommonOptions& common) {
   Session session;
   const std::string path = common.pluginPath.empty() ? standin::DefaultImporterPath() : common.pluginPath;
   std::string error;
+  standin::PrefsBlock prefs;
+  if (!common.prefsPath.empty() && ReadBlockFile(common.prefsPath, &prefs) != kOk) {
+    session.failure = kUsage;
+    return session;
+  }
+  if (common.readLog || !common.prefsPath.empty()) session.log = std::make_unique<PluginLog>();
   session.plugin = standin::Plugin::Load(path, &error);
   if (session.plugin == nullptr) {
     Fail(&session, kNoPlugin, "cannot load the plug-in: " + error);
@@ -51,7 +57,11 @@ Session OpenSession(const CommonOptions& common) {
     Fail(&session, kNotOurs, fmt::format("{}: {} (result {})", common.clipPath, OpenFailure(result), result));
     return session;
   }
-  session.facts = session.clip->Describe();
+  if (prefs.empty()) {
+    session.facts = session.clip->Describe();
+  } else {
+    session.failure = ApplyBlock(&session, prefs, false);
+  }
   return session;
 }
 
