@@ -71,7 +71,7 @@ int ShowWindow(const PrefsCall& call, Choice* choice, SettingsDialogFunction sho
   }
   message.Clear();
   const int result = showWindow(request, &choice->options, &choice->useForNewClips, message);
-  if (result < 0) LogLine("%s: no window: %s", call.operation, message.text());
+  if (result < 0) LogLine("%s: %s", call.operation, message.text());
   return result;
 }
 

@@ -164,14 +164,14 @@ TEST_F(PrefsSelectorTest, NothingChangesWithoutConfirmation) {
     int answer;
     const char* line;
   };
-  for (const Row& row : {Row{0, "imGetPrefs8: window cancelled"}, Row{-1, "imGetPrefs8: no window: no display"}}) {
+  for (const Row& row : {Row{0, "imGetPrefs8: window cancelled"}, Row{-1, "imGetPrefs8: no settings window: no display"}}) {
     std::vector<uint8_t> block(1024);
     ASSERT_EQ(Answer(PrefsOperation::kClip, &block, true, NoWindowExpected), host::imNoErr);
     const std::vector<uint8_t> before = block;
     const Window window = [&](const SettingsDialogRequest&, DevelopOptions* options, bool* useForNewClips, Message message) {
       options->exposureEv = 3;  // even a window that breaks its promise
       *useForNewClips = true;
-      message.Set("no display");
+      message.Set("no settings window: no display");
       return row.answer;
     };
     EXPECT_EQ(Answer(PrefsOperation::kClip, &block, false, window), host::imCancel);

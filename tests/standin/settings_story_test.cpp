@@ -10,6 +10,7 @@
 #include "standin/frame_image.h"
 #include "standin/guarded.h"
 #include "standin/host_prefs.h"
+#include "standin/host_suites.h"
 #include "standin/prefs_block.h"
 #include "tests/standin/story_support.h"
 
@@ -84,6 +85,28 @@ TEST(SettingsStory, HostGetsABlockAndThePluginReadsItBack) {
     EXPECT_EQ(settings.warpPercent, 100);
     EXPECT_EQ(settings.vignettePercent, 100);
     EXPECT_EQ(block, BlockOf(settings)) << "the witness writes the same bytes";
+    ExpectClean(std::move(plugin));
+  });
+}
+
+TEST(SettingsStory, NothingChangesWhereNoWindowCanBeShown) {
+  const TemporaryClip file({});
+  const std::string log = testing::TempDir() + "qx_settings_window.log";
+  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) unsetenv(name);
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    PrefsBlock block = BlockOf({.generation = 4, .curve = 1});  // the host refuses a change that comes with 300
+    EXPECT_EQ(OpenSettings(*plugin, file.path(), &block), host::imCancel);
+    EXPECT_EQ(OpenInstanceSettings(*plugin, file.path(), clip->privateData(), &block), host::imCancel);
+    const std::vector<std::string> lines = TakeLog(log);
+    for (const std::string operation : {"imGetPrefs8", "imGetInstancePrefs"}) {
+      EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+        return line.starts_with(operation + ": no settings window: ");
+      })) << operation;
+    }
+    EXPECT_TRUE(RefreshedFiles().empty());
+    clip.reset();
     ExpectClean(std::move(plugin));
   });
 }

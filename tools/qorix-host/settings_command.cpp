@@ -70,8 +70,8 @@ int MakeBlock(const Session& session, const CommonOptions& common, const Setting
   if (!options.dialog) return kOk;
   const int32_t result = standin::OpenSettings(*session.plugin, common.clipPath, block);
   if (result == host::imNoErr) return kOk;
-  const std::vector<std::string> reasons = session.log->Take("imGetPrefs8: no window: ");
-  if (!reasons.empty()) return Complain(kSettings, reasons.back());
+  const std::vector<std::string> reasons = session.log->Take("imGetPrefs8: no settings window");
+  if (!reasons.empty()) return Complain(kSettings, reasons.back().substr(reasons.back().find(": ") + 2));
   return Complain(kSettings,
                   result == host::imCancel ? "cancelled" : fmt::format("the plug-in refused to show its window (result {})", result));
 }
