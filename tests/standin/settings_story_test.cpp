@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <limits>
 #include <thread>
 
 #include "host/pixel_formats.h"
@@ -175,6 +176,27 @@ TEST(SettingsStory, FramesFollowTheSettings) {
   });
   std::remove(log.c_str());
   std::remove(lut.c_str());
+}
+
+// A damaged project may hold any number; the clip then shows the camera's white balance.
+TEST(SettingsStory, NumbersThatAreNoneDevelopAsShot) {
+  const TemporaryClip file({.smooth = true});
+  RunInChild({}, [&] {
+    auto plugin = LoadPlugin();
+    auto clip = OpenClip(*plugin, file.path());
+    const std::vector<uint16_t> asShot = Picture(*clip, 1);
+    ASSERT_FALSE(asShot.empty());
+    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN(), kInfinity = std::numeric_limits<double>::infinity();
+    uint32_t generation = 0;
+    for (const auto& [kelvin, tint] :
+         {std::pair{kNaN, 0.0}, std::pair{5600.0, kNaN}, std::pair{5600.0, kInfinity}, std::pair{-kInfinity, 0.0}}) {
+      clip->SetPrefs(BlockOf({.generation = ++generation, .whiteBalanceOn = true, .kelvin = kelvin, .tint = tint}));
+      clip->Describe();
+      EXPECT_EQ(Picture(*clip, 1), asShot) << kelvin << " K, " << tint;
+    }
+    clip.reset();
+    ExpectClean(std::move(plugin));
+  });
 }
 
 TEST(SettingsStory, NewClipsStartFromTheUsersDefaults) {
