@@ -12,8 +12,6 @@ std::string DefaultImporterPath();
 /// An environment variable of this process, "" when it is not set. Set it before the plug-in is loaded: that reads its variables then.
 std::string ReadVariable(const char* name);
 void SetVariable(const char* name, const std::string& value);
-/// Sets a variable of this process's environment, for the plug-in that is loaded later.
-void SetEnvironment(const char* name, const std::string& value);
 
 /// Largest resident size so far, in bytes; 0 when the system does not tell.
 uint64_t PeakMemoryBytes();

@@ -1,7 +1,6 @@
 #include <stdlib.h>
 #include <sys/resource.h>
 
-#include <cstdlib>
 #include <filesystem>
 
 #include "standin/process.h"
@@ -14,7 +13,12 @@ std::string DefaultImporterPath() {
   return (program.parent_path() / "qorix-importer.so").string();
 }
 
-void SetEnvironment(const char* name, const std::string& value) {
+std::string ReadVariable(const char* name) {
+  const char* const value = getenv(name);
+  return value != nullptr ? value : "";
+}
+
+void SetVariable(const char* name, const std::string& value) {
   setenv(name, value.c_str(), 1);
 }
 

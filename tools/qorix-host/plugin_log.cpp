@@ -1,6 +1,5 @@
 #include "plugin_log.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -23,10 +22,12 @@ std::string TemporaryPath() {
 }  // namespace
 
 PluginLog::PluginLog() {
-  const char* named = std::getenv(kVariable);
-  temporary_ = named == nullptr || named[0] == '\0';
-  path_ = temporary_ ? TemporaryPath() : named;
-  if (temporary_) standin::SetEnvironment(kVariable, path_);
+  path_ = standin::ReadVariable(kVariable);
+  temporary_ = path_.empty();
+  if (temporary_) {
+    path_ = TemporaryPath();
+    standin::SetVariable(kVariable, path_);
+  }
   std::error_code error;
   const uintmax_t size = std::filesystem::file_size(path_, error);
   if (!error) read_ = int64_t(size);
