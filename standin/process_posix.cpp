@@ -22,15 +22,6 @@ void SetVariable(const char* name, const std::string& value) {
   setenv(name, value.c_str(), 1);
 }
 
-std::string ReadVariable(const char* name) {
-  const char* const value = getenv(name);
-  return value != nullptr ? value : "";
-}
-
-void SetVariable(const char* name, const std::string& value) {
-  setenv(name, value.c_str(), 1);
-}
-
 uint64_t PeakMemoryBytes() {
   rusage usage;
   return getrusage(RUSAGE_SELF, &usage) == 0 ? uint64_t(usage.ru_maxrss) * 1024 : 0;

@@ -257,8 +257,8 @@ class FakeGpu final : public GpuPath {
   }
 
  private:
-  std::string* const calls_ = nullptr;
   const int32_t failingFrame_;
+  std::string* const calls_;
 };
 
 TEST(GraphicsPath, FailureSwitchesThatClipAloneToTheProcessor) {

@@ -345,7 +345,9 @@ TEST(ExportMode, LeavesNoSlowReadersToUsersWhoCannotRaisePriorities) {
   if (getpriority(PRIO_PROCESS, 0) != 0) GTEST_SKIP() << "these tests run at a priority of their own";
   std::thread plainUser([] {
     // The system call itself, unlike the library's function, changes this thread and those that it starts, not the whole process.
-    if (geteuid() == 0) ASSERT_EQ(syscall(SYS_setresuid, 65534, 65534, 65534), 0);
+    if (geteuid() == 0) {
+      ASSERT_EQ(syscall(SYS_setresuid, 65534, 65534, 65534), 0);
+    }
     FakeRecording recording;
     std::atomic<int> nice{-1};
     recording.onRead = [&](int32_t) { return nice = getpriority(PRIO_PROCESS, id_t(CurrentThreadId())), 0; };
