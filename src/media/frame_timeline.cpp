@@ -5,6 +5,7 @@
 #include <new>
 
 #include "media/frame_arithmetic.h"
+#include "media/sound_placement.h"
 
 namespace qx {
 
@@ -151,6 +152,7 @@ int Build(FrameTimeline* timeline, SourceTimeline& source, Message message) {
   SetTimecode(timeline, source);
   CountFrames(timeline);
   FillMap(timeline);
+  sound_place(timeline, source);
   return 0;
 }
 

@@ -45,6 +45,8 @@ struct FrameTimeline {
   int64_t timecodeStart = 0;  // frames
   int32_t timecodeHours = 0, timecodeMinutes = 0, timecodeSeconds = 0, timecodeFrames = 0;
   bool timecodeRateFits = true;  // below 256
+
+  SoundPlacement sound;
 };
 
 /// Builds the timeline of slots. 0, or -1 with a message and an empty timeline. Completes `source`'s numbers first.

@@ -44,4 +44,9 @@ int32_t frame_at_time(const SourceTimeline& source, double seconds) {
   return int32_t(after - source.frames.begin()) - 1;
 }
 
+double TimecodeStartSeconds(const SourceTimeline& source) {
+  if (!(source.fps > 0) || source.timecodeStart < 0 || source.timecodeStart == SaturatingMul(RoundToInt64(source.fps), 3600)) return 3600;
+  return double(source.timecodeStart) / source.fps;
+}
+
 }  // namespace qx

@@ -21,6 +21,8 @@ class ContainerState {
   /// Completes frame numbers that opening left to interpolation, when slots are needed for the first time. Does nothing for most
   /// recordings.
   virtual void CompleteNumbers(struct SourceTimeline&) {}
+  /// Completes what opening left out of the sound's description because only placing it needs that.
+  virtual void CompleteSound(struct SourceTimeline&) {}
 };
 
 struct FrameRecord {
@@ -36,7 +38,7 @@ struct FrameRecord {
 
 enum class FpsSource : int32_t { kDefault = 0, kDng = 1, kMetadata = 2, kRecording = 3 };
 
-/// Filled when a recording is opened and immutable afterwards, but for CompleteNumbers. Move-only through `container`.
+/// Filled when a recording is opened and immutable afterwards, but for CompleteNumbers and CompleteSound. Move-only through `container`.
 struct SourceTimeline {
   ContainerKind kind = ContainerKind::kRawZip;
   std::unique_ptr<ContainerState> container;
@@ -91,7 +93,6 @@ struct SourceTimeline {
   int32_t qualityLevel = -1;
 
   SoundDescription sound;
-  SoundPlacement soundPlacement;
 };
 
 /// Capture time of a frame in seconds; the frame is clamped into range. The timeline must have frames.
@@ -100,5 +101,7 @@ double frame_time_seconds(const SourceTimeline& source, int32_t frame);
 int64_t frame_number(const SourceTimeline& source, int32_t frame);
 /// The last frame that starts at or before `seconds`; 0 when that lies before the second frame.
 int32_t frame_at_time(const SourceTimeline& source, double seconds);
+/// Time code of the first frame in seconds: an hour when the recording does not tell another.
+double TimecodeStartSeconds(const SourceTimeline& source);
 
 }  // namespace qx

@@ -99,7 +99,9 @@ int OpenParts(Clip& clip, const DevelopOptions* options, Message message) {
   {
     LockGuard guard(clip.lock);
     DescribeTimeline(clip.timeline, &clip.info);
+    clip.sound = clip.timeline.sound;
   }
+  DescribeSound(clip.sound, &clip.info);
   const ClipInfo& info = clip.info;
   // A camera description that leaves no picture is refused here, not frame by frame.
   const bool hasPicture = info.fullWidth > 0 && info.fullHeight > 0;
@@ -142,13 +144,6 @@ void CloseClip(Clip* clip) {
   // What is left goes with the clip: no reader and no request knows it any more. Each reader's frames close before its file.
   LockGuard guard(clip->lock);
   while (FrameJob* job = clip->jobs.first()) ReleaseJob(*clip, job);
-}
-
-int ReadClipAudio(Clip* clip, int64_t first, int32_t count, float** channels) {
-  if (clip == nullptr || count < 1) return -1;
-  static_cast<void>(first);  // every position is silent: no container offers its sound yet
-  for (int32_t c = 0; c < clip->info.audioChannels; ++c) std::fill_n(channels[c], count, 0.0f);
-  return 0;
 }
 
 uint64_t ClipMemoryBytes(Clip* clip) {

@@ -59,8 +59,9 @@ using ClipPtr = std::unique_ptr<Clip, ClipCloser>;
 /// frames may be gone). Host thread.
 [[nodiscard]] int ApplyDevelopOptions(Clip* clip, const DevelopOptions* options, Message message);
 
-/// Sound frames first … first + count − 1 of the timeline into one buffer of `count` floats per channel; silence outside the stream.
-/// 0 or -1. Any thread, beside frame requests.
+/// Sample frames first … first + count − 1 of the timeline into one buffer of `count` floats per channel; full scale is −1 … 1, silence
+/// outside the sound and in its gaps. `first` may be negative. 0, or -1 for a count below 1, a failed read, or no memory (the buffers are
+/// then partly filled). Any thread, beside frame requests.
 [[nodiscard]] int ReadClipAudio(Clip* clip, int64_t first, int32_t count, float** channels);
 
 /// Blocks until the frame is in `destination` or has failed: 0 delivered, -1 not, which is also the answer when its job was cancelled, when

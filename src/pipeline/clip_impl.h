@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "base/byte_source.h"
+#include "base/grow_buffer.h"
 #include "base/lock.h"
 #include "media/frame_source.h"
 #include "media/frame_timeline.h"
@@ -46,6 +47,7 @@ class Clip {
   const DngInfo* camera = nullptr;  // of openingFrames
   ClipInfo info;
   OutputSizes sizes;
+  SoundPlacement sound;        // of the timeline
   bool processorOnly = false;  // the options ask for the processor; a change reopens the clip
 
   /// The clip lock. `changed` is woken when a job finishes or is dropped, and when options have changed.
@@ -64,6 +66,10 @@ class Clip {
   DerivedOptions derived GUARDED_BY(processorLock);
   std::array<std::unique_ptr<ProcessorSession>, 2> sessions GUARDED_BY(processorLock);  // full, half
 
+  /// The sound lock: one sound read at a time, through `source` and `indexFile`, beside frame requests. Taken alone.
+  Mutex soundLock;
+  GrowBuffer<uint8_t> soundBuffer GUARDED_BY(soundLock);
+
   // Own synchronisation.
   SpareBuffers spares;
   std::atomic<OutputPixelFormat> hostFormat{OutputPixelFormat::kRgb48};  // of the latest request
@@ -79,6 +85,9 @@ class Clip {
 /// OpenClip in a given pipeline.
 Clip* OpenClipIn(FramePipeline& pipeline, const std::filesystem::path& path, const DevelopOptions* options, ClipInfo* info,
                  Message message);
+
+/// Fills the sound fields of `info`: there is sound when it is offered and its format can be read.
+void DescribeSound(const SoundPlacement& sound, ClipInfo* info);
 
 /// The path of the options' LUT file as the system's.
 std::filesystem::path LutPathOf(const DevelopOptions& options);

@@ -11,7 +11,6 @@ namespace qx {
 namespace {
 
 constexpr size_t kMostPairs = 8, kMostOddChunks = 16;
-constexpr size_t kNoteBytes = 160;
 
 const ChunkRecord& RecordAt(const RecordingScan& scan, size_t i) {
   return scan.records[size_t(scan.sound[i].record)];
@@ -67,51 +66,94 @@ void Summarise(const RecordingScan& scan, QorixSoundInfo* info) {
   info->deliveryRate = info->hasPlayItem && info->recordedRate == info->rate ? info->playbackRate : info->rate;
 }
 
+/// Sample frames that a chunk can give, counted from the recording's first, as a range.
+ByteRange PlayedRange(const SoundChunk& chunk, const ScanSound& summary) {
+  const uint64_t begin = std::max(chunk.firstSample, summary.firstSample) - summary.firstSample;
+  const uint64_t frames = std::min<uint64_t>(chunk.frames, chunk.bodyBytes / summary.bytesPerFrame);
+  const uint64_t end = CheckedAdd(chunk.firstSample, frames).value_or(UINT64_MAX);
+  return {begin, std::max(end, summary.firstSample) - summary.firstSample};
+}
+
+void CountGaps(const RecordingScan& scan, QorixSoundInfo* info) {
+  const ScanSound& summary = scan.soundSummary;
+  const SoundFormat format = ChunkAt(scan, 0).format;
+  std::vector<ByteRange> played;
+  played.reserve(scan.sound.size());
+  for (size_t i = 0; i < scan.sound.size(); ++i) {
+    const SoundChunk chunk = ChunkAt(scan, i);
+    if (chunk.format == format) {
+      played.push_back(PlayedRange(chunk, summary));
+    } else {
+      ++info->foreignChunks;
+    }
+  }
+  std::sort(played.begin(), played.end(), [](const ByteRange& a, const ByteRange& b) { return a.begin < b.begin; });
+  played.push_back({summary.totalFrames, summary.totalFrames});
+  uint64_t reached = 0;
+  for (const ByteRange& range : played) {
+    if (range.begin > reached) {
+      ++info->gaps;
+      info->gapFrames += range.begin - reached;
+    }
+    reached = std::max(reached, range.end);
+  }
+}
+
 template <typename... Values>
-void SetNote(SoundPlacement* placement, const char* format, Values... values) {
-  char note[kNoteBytes];
-  Message(note, sizeof(note)).Set(format, values...);
-  placement->note = note;
+void SetNote(SoundDescription* sound, const char* format, Values... values) {
+  MessageBuffer<kSoundNoteBytes> note;
+  note.view().Set(format, values...);
+  sound->note = note.text();
 }
 
 // The sound clock and the sensor clock are the same unless the recording says otherwise; an offset outside a plausible window is not used.
-void Place(const RecordingScan& scan, const SourceTimeline& source, const QorixSoundInfo& info, bool stretched, SoundPlacement* placement) {
+void DecideOffset(const RecordingScan& scan, const QorixSoundInfo& info, SoundDescription* sound) {
   if (info.hasAudioItem && info.clockSync == 0) {
-    SetNote(placement, "%s", "ts of .qorix chunks: sound clock not synced (clockSync 0)");
+    SetNote(sound, "%s", "ts of .qorix chunks: sound clock not synced (clockSync 0)");
     return;
   }
-  const double stretch = stretched ? source.captureFps / source.fps : 1;
+  const double stretch = sound->stretch > 0 ? sound->stretch : 1;
   const double soundNs = double(RecordAt(scan, 0).timestamp);
   const double frameNs = double(scan.records[size_t(scan.frames[0].record)].timestamp);
   const double offset = stretch * (soundNs - frameNs) / 1e9;
   const double window = std::max(stretch, 1.0);
   if (offset >= -2 * window && offset <= 10 * window) {
-    placement->offsetSeconds = offset;
-    placement->source = SoundOffsetSource::kDurations;
-    SetNote(placement, "ts of the first .qorix chunk (%+.3f s)", offset);
+    sound->offsetSeconds = offset;
+    sound->offsetSource = SoundOffsetSource::kSensorClock;
+    SetNote(sound, "ts of the first .qorix chunk (%+.3f s)", offset);
   } else {
-    SetNote(placement, "ts of the first .qorix chunk -> %.3f s — not trusted", offset);
+    SetNote(sound, "ts of the first .qorix chunk -> %.3f s — not trusted", offset);
   }
 }
 
 }  // namespace
 
-void DescribeQorixSound(RecordingScan* scan, SourceTimeline* source, QorixSoundInfo* info) {
-  ReadItems(*scan, info);
-  if (scan->sound.empty()) return;
-  Summarise(*scan, info);
-  const ScanSound& summary = scan->soundSummary;
+void DescribeQorixSound(SourceTimeline* source, QorixState* state) {
+  const RecordingScan& scan = state->scan;
+  QorixSoundInfo* info = &state->soundInfo;
+  ReadItems(scan, info);
+  if (scan.sound.empty()) return;
+  Summarise(scan, info);
+  const ScanSound& summary = scan.soundSummary;
   if (!summary.present) return;
-  const bool stretched = source->speedChanged && info->hasPlayItem && info->recordedRate == info->rate && info->playbackRate != 0;
+  CountGaps(scan, info);
   SoundDescription& sound = source->sound;
-  sound.kind = SoundKind::kPcm;
-  sound.formatTag = summary.format == 4 ? 3 : 1;
+  // Slow motion whose sound has a rate of its own to go with it.
+  const bool stretched = source->speedChanged && info->hasPlayItem && info->recordedRate == info->rate && info->playbackRate != 0;
+  sound.kind = SoundKind::kQorix;
+  sound.reader = state;
+  sound.formatTag = summary.format == 4 ? kWaveFloat : kWavePcm;
   sound.channels = summary.channels;
-  sound.sampleRate = int32_t(std::min<uint32_t>(stretched ? info->playbackRate : info->rate, INT32_MAX));
-  sound.bitsPerSample = int32_t(8 * summary.bytesPerSample);
-  sound.blockAlign = int32_t(summary.bytesPerFrame);
-  sound.sampleFrames = int64_t(std::min<uint64_t>(summary.totalFrames, INT64_MAX));
-  Place(*scan, *source, *info, stretched, &source->soundPlacement);
+  sound.sampleRate = stretched ? info->playbackRate : info->rate;
+  sound.stretch = stretched ? source->captureFps / source->fps : 0;
+  sound.bitsPerSample = 8 * summary.bytesPerSample;
+  sound.blockAlign = summary.bytesPerFrame;
+  sound.frames = summary.totalFrames;
+  DecideOffset(scan, *info, &sound);
+}
+
+int64_t QorixState::ReadSound(uint64_t first, uint64_t count, uint8_t* out) {
+  return qorix_read_sound(&scan, first, count, out);
 }
 
 int64_t qorix_read_sound(RecordingScan* scan, uint64_t first, uint64_t count, uint8_t* buffer) {

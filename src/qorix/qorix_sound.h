@@ -6,7 +6,8 @@
 
 namespace qx {
 
-/// Fills the timeline's sound and its placement, and the facts beyond them. The timeline's frames and rates must be filled.
-void DescribeQorixSound(RecordingScan* scan, SourceTimeline* source, QorixSoundInfo* info);
+/// Fills the timeline's sound, which reads through `state` from then on, and the facts beyond it. The scan and the timeline's frames and
+/// rates must be filled.
+void DescribeQorixSound(SourceTimeline* source, QorixState* state);
 
 }  // namespace qx

@@ -196,7 +196,7 @@ int OpenInto(SourceTimeline* source, QorixState* state, const ByteSource& file, 
   FillTotals(scan, state);
   DescribeDamage(scan, *state, source);
   FillFirstFrame(source, state);
-  DescribeQorixSound(&state->scan, source, &state->soundInfo);
+  DescribeQorixSound(source, state);
   return 0;
 }
 

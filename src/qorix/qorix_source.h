@@ -24,6 +24,9 @@ struct QorixSoundInfo {
   std::vector<std::pair<uint8_t, uint32_t>> formatsAndRates;  // distinct, sorted, at most 8
   int32_t oddChunks = 0;                                      // body length differs from what the head promises
   std::vector<uint32_t> oddChunkSeqs;                         // the first 16
+  int32_t foreignChunks = 0;                                  // of another format, rate or channel count than the first: not played
+  int32_t gaps = 0;                                           // stretches that no chunk has, and their sample frames: silence
+  uint64_t gapFrames = 0;
   uint64_t totalFrames = 0;
   double durationSeconds = 0;
   double startMs = 0, endMs = 0;  // relative to the recording's start
@@ -35,8 +38,10 @@ struct QorixSoundInfo {
 };
 
 /// What a `.qorix` timeline keeps in SourceTimeline::container.
-class QorixState final : public ContainerState {
+class QorixState final : public ContainerState, public SoundReader {
  public:
+  int64_t ReadSound(uint64_t first, uint64_t count, uint8_t* out) override;
+
   RecordingScan scan;
   TableCache tables;
   CameraModules modules;

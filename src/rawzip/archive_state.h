@@ -34,10 +34,14 @@ struct ArchiveState final : ContainerState {
   int32_t referenceWarpFrame = -1;
   int32_t referenceWarpReads = 0;
 
+  bool soundComplete = false;
+
   const ZipEntry& EntryOf(const FrameRecord& frame) const { return zip.entries[size_t(frame.entry)]; }
 
   /// Reads the time codes of the frames between the anchors, once.
   void CompleteNumbers(SourceTimeline& source) override;
+  /// Reads the track description of an MP4 member, once.
+  void CompleteSound(SourceTimeline& source) override;
 };
 
 /// The state of a source that archive_source_open filled.

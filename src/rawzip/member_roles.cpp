@@ -17,15 +17,9 @@ bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/// `ending` is lower case.
-bool EndsWith(std::string_view name, std::string_view ending) {
-  return name.size() >= ending.size() && std::equal(ending.begin(), ending.end(), name.end() - std::ptrdiff_t(ending.size()),
-                                                    [](char expected, char c) { return expected == LowerAscii(c); });
-}
-
 bool IsSound(std::string_view name) {
   constexpr std::string_view kEndings[] = {".wav", ".m4a", ".mp4", ".aac", ".flac", ".opus"};
-  return std::any_of(std::begin(kEndings), std::end(kEndings), [&](std::string_view ending) { return EndsWith(name, ending); });
+  return std::any_of(std::begin(kEndings), std::end(kEndings), [&](std::string_view ending) { return NameEndsWith(name, ending); });
 }
 
 constexpr std::string_view kLensProfileEnding = ".lensprofile.json";
@@ -40,13 +34,18 @@ bool IsDatedLensProfile(std::string_view name) {
 
 }  // namespace
 
+bool NameEndsWith(std::string_view name, std::string_view ending) {
+  return name.size() >= ending.size() && std::equal(ending.begin(), ending.end(), name.end() - std::ptrdiff_t(ending.size()),
+                                                    [](char expected, char c) { return expected == LowerAscii(c); });
+}
+
 ClassifiedMembers ClassifyMembers(const std::vector<ZipEntry>& entries) {
   ClassifiedMembers members;
   MemberRoles& roles = members.roles;
   for (size_t i = 0; i < entries.size(); ++i) {
     const std::string_view name = entries[i].name;
     const int32_t entry = int32_t(i);
-    if (EndsWith(name, ".dng")) {
+    if (NameEndsWith(name, ".dng")) {
       if (entries[i].uncompressedSize < kMinFrameBytes) {
         ++members.emptyFrames;
         continue;
@@ -55,13 +54,13 @@ ClassifiedMembers ClassifyMembers(const std::vector<ZipEntry>& entries) {
       frame.entry = entry;
       frame.nameNumber = NumberFromName(name);
       members.frames.push_back(frame);
-    } else if (EndsWith(name, ".gcsv")) {
+    } else if (NameEndsWith(name, ".gcsv")) {
       roles.gyro = entry;
-    } else if (EndsWith(name, kLensProfileEnding)) {
+    } else if (NameEndsWith(name, kLensProfileEnding)) {
       if (roles.lensProfile < 0 || !IsDatedLensProfile(name)) roles.lensProfile = entry;
     } else if (IsSound(name)) {
       roles.sound = entry;
-    } else if (EndsWith(name, ".frames.csv")) {
+    } else if (NameEndsWith(name, ".frames.csv")) {
       roles.frameIndex = entry;
     }
   }

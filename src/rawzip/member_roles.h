@@ -24,6 +24,9 @@ struct ClassifiedMembers {
   int32_t emptyFrames = 0;          // ".dng" members too small to be a record; not among the frames
 };
 
+/// Letters of either case; `ending` is lower case.
+bool NameEndsWith(std::string_view name, std::string_view ending);
+
 ClassifiedMembers ClassifyMembers(const std::vector<ZipEntry>& entries);
 
 /// The number that a frame's name ends with, folders and extension left out ("shot/a_0012.dng": 12); -1 without digits, clamped when it is

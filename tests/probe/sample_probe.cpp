@@ -1,10 +1,12 @@
 // Prints what the readers make of one file, as a JSON object on one line: the readers' side of tests/check_samples.
 //
-//   sample_probe dng|lj92|zip|cube|clip FILE [SAMPLES]
+//   sample_probe dng|lj92|zip|cube|clip|wav FILE [SAMPLES]
 //
 // Decoded samples go to the file SAMPLES, frame after frame, as 16-bit little-endian values; "sampleBytes" says how many bytes each frame
-// has there. "refused" stands for a message in place of the facts. Exit status 2: the call itself is wrong.
+// has there. Those of sound are interleaved 32-bit floats. "refused" stands for a message in place of the facts. Exit status 2: the call
+// itself is wrong.
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdio>
@@ -19,6 +21,8 @@
 #include "develop/geometry.h"
 #include "media/dng_parser.h"
 #include "media/frame_timeline.h"
+#include "media/sound_placement.h"
+#include "media/sound_samples.h"
 #include "pipeline/source_open.h"
 #include "platform/file.h"
 #include "rawzip/archive_state.h"
@@ -41,8 +45,9 @@ class SampleFile {
     if (path != nullptr) stream_.open(path, std::ios::binary | std::ios::trunc);
   }
   /// Bytes of the `count` samples.
-  uint64_t Append(const uint16_t* samples, uint64_t count) {
-    const uint64_t bytes = count * sizeof(uint16_t);
+  template <typename Sample>
+  uint64_t Append(const Sample* samples, uint64_t count) {
+    const uint64_t bytes = count * sizeof(Sample);
     if (stream_.is_open()) stream_.write(reinterpret_cast<const char*>(samples), std::streamsize(bytes));
     return bytes;
   }
@@ -205,6 +210,72 @@ std::string TimecodeText(const FrameTimeline& timeline) {
   return text.text();
 }
 
+Json SoundOf(const SourceTimeline& index, const FrameTimeline& timeline) {
+  const SoundDescription& sound = index.sound;
+  const SoundPlacement& placed = timeline.sound;
+  return {{"kind", int(sound.kind)},
+          {"formatTag", sound.formatTag},
+          {"channels", sound.channels},
+          {"rate", sound.sampleRate},
+          {"bits", sound.bitsPerSample},
+          {"blockAlign", sound.blockAlign},
+          {"dataOffset", sound.dataOffset},
+          {"dataSize", sound.dataSize},
+          {"frames", sound.frames},
+          {"truncated", sound.truncated},
+          {"timeReference", sound.hasBext ? Json(sound.timeReference) : Json()},
+          {"offset", placed.offsetSeconds},
+          {"method", int(placed.method)},
+          {"lead", placed.lead},
+          {"skip", placed.skip},
+          {"out", placed.out},
+          {"offered", placed.offered && IsReadableSound(placed)},
+          {"note", sound.note}};
+}
+
+/// The first frame of an archive that holds little else.
+std::vector<uint8_t> TinyDng(int32_t framesPerSecond) {
+  DngDescription dng;
+  dng.width = dng.height = 16;
+  dng.frameRate = {framesPerSecond, 1};
+  return WriteDng(dng, std::vector<uint16_t>(16 * 16));
+}
+
+/// The file as the sound of an archive, a frame at its beginning and one at its end, so that all of it is placed.
+Json ProbeWav(Input& input) {
+  const std::vector<uint8_t> wav = ReadAll(input.file);
+  std::vector<uint8_t> bytes;
+  ZipWriter writer(ZipSinkTo(&bytes));
+  writer.Add("V_000000.dng", TinyDng(1));
+  writer.Add("V_003600.dng", TinyDng(1));
+  writer.Add("V.wav", wav);
+  writer.Finish({.comment = "AudioOffsetUs:0\n"});
+  const MemorySource file(bytes);
+  SourceTimeline index;
+  FrameTimeline timeline;
+  MessageBuffer<256> message;
+  if (source_timeline_open(&index, file, message) < 0 || frame_timeline_build(&timeline, index, message) < 0)
+    return Refused(message.text());
+  Json facts = SoundOf(index, timeline);
+  const auto memberOffset = uint64_t(std::search(bytes.begin(), bytes.end(), wav.begin(), wav.end()) - bytes.begin());
+  facts["dataOffset"] = index.sound.dataOffset - memberOffset;
+  const SoundPlacement& placed = timeline.sound;
+  const auto format = FindSampleFormat(placed.formatTag, placed.bitsPerSample, placed.channels, placed.blockAlign);
+  if (!placed.offered || !format) return facts;
+  std::vector<uint8_t> stored(size_t(placed.out) * placed.blockAlign);
+  if (read_sound_frames(file, placed, 0, placed.out, stored.data()) != placed.out) return facts;
+  std::vector<std::vector<float>> channels(placed.channels, std::vector<float>(size_t(placed.out)));
+  std::vector<float*> pointers;
+  for (auto& channel : channels) pointers.push_back(channel.data());
+  ConvertSamples(*format, stored.data(), placed.out, pointers.data(), 0);
+  std::vector<float> interleaved;
+  for (size_t i = 0; i < size_t(placed.out); ++i) {
+    for (const auto& channel : channels) interleaved.push_back(channel[i]);
+  }
+  facts["sampleBytes"] = input.samples.Append(interleaved.data(), interleaved.size());
+  return facts;
+}
+
 Json ProbeClip(Input& input) {
   SourceTimeline index;
   FrameTimeline timeline;
@@ -232,14 +303,15 @@ Json ProbeClip(Input& input) {
           {"indexNote", index.indexNote},
           {"recovered", archive.zip.recovered},
           {"zip64", archive.zip.zip64},
+          {"sound", SoundOf(index, timeline)},
           {"message", index.openMessage}};
 }
 
 using Probe = Json (*)(Input&);
 
 Probe ProbeNamed(std::string_view name) {
-  static const std::map<std::string_view, Probe> kProbes = {
-      {"dng", ProbeDng}, {"lj92", ProbeLj92}, {"zip", ProbeZip}, {"cube", ProbeCube}, {"clip", ProbeClip}};
+  static const std::map<std::string_view, Probe> kProbes = {{"dng", ProbeDng},   {"lj92", ProbeLj92}, {"zip", ProbeZip},
+                                                            {"cube", ProbeCube}, {"clip", ProbeClip}, {"wav", ProbeWav}};
   const auto found = kProbes.find(name);
   return found == kProbes.end() ? nullptr : found->second;
 }
@@ -247,7 +319,7 @@ Probe ProbeNamed(std::string_view name) {
 int Run(int argc, char** argv) {
   const Probe probe = argc == 3 || argc == 4 ? ProbeNamed(argv[1]) : nullptr;
   if (probe == nullptr) {
-    std::fputs("usage: sample_probe dng|lj92|zip|cube|clip FILE [SAMPLES]\n", stderr);
+    std::fputs("usage: sample_probe dng|lj92|zip|cube|clip|wav FILE [SAMPLES]\n", stderr);
     return 2;
   }
   Input input{{}, SampleFile(argc == 4 ? argv[3] : nullptr)};

@@ -148,13 +148,13 @@ TEST(QorixSource, DescribesAndReadsSound) {
     });
     OpenSource open(recording);
     const SoundDescription& sound = open.source.sound;
-    ASSERT_EQ(sound.kind, SoundKind::kPcm);
-    EXPECT_EQ(sound.channels, 2);
-    EXPECT_EQ(sound.sampleRate, 48000);
-    EXPECT_EQ(sound.bitsPerSample, format == 1 ? 16 : format == 2 ? 24 : 32);
-    EXPECT_EQ(sound.formatTag, format == 4 ? 3 : 1);
-    EXPECT_NEAR(open.source.soundPlacement.offsetSeconds, 0.01, 1e-3);
-    EXPECT_EQ(open.source.soundPlacement.note, "ts of the first .qorix chunk (+0.010 s)");
+    ASSERT_EQ(sound.kind, SoundKind::kQorix);
+    EXPECT_EQ(sound.channels, 2u);
+    EXPECT_EQ(sound.sampleRate, 48000u);
+    EXPECT_EQ(sound.bitsPerSample, format == 1 ? 16u : format == 2 ? 24u : 32u);
+    EXPECT_EQ(sound.formatTag, format == 4 ? 3u : 1u);
+    EXPECT_NEAR(open.source.sound.offsetSeconds, 0.01, 1e-3);
+    EXPECT_EQ(open.source.sound.note, "ts of the first .qorix chunk (+0.010 s)");
 
     // Across the gap: the end of chunk 2, all of the missing chunk 3, the beginning of chunk 4.
     const size_t frameBytes = size_t(sound.blockAlign);
@@ -205,13 +205,13 @@ TEST(QorixSource, TrustsSoundOffsetsOnlyInTheWindow) {
     SoundOffsetSource source;
     const char* note;
   };
-  for (const Row& row : {Row{9.5, 1, 30, 0, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+9.500 s)"},
+  for (const Row& row : {Row{9.5, 1, 30, 0, SoundOffsetSource::kSensorClock, "ts of the first .qorix chunk (+9.500 s)"},
                          Row{11, 1, 30, 0, SoundOffsetSource::kNone, "ts of the first .qorix chunk -> 11.000 s — not trusted"},
                          Row{0.5, 0, 30, 0, SoundOffsetSource::kNone, "ts of .qorix chunks: sound clock not synced (clockSync 0)"},
-                         Row{2.5, 1, 120, 0, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+2.500 s)"},
+                         Row{2.5, 1, 120, 0, SoundOffsetSource::kSensorClock, "ts of the first .qorix chunk (+2.500 s)"},
                          // Slow motion stretches the sound, the offset and the window alike.
-                         Row{2.5, 1, 120, 12000, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+10.000 s)"},
-                         Row{9.5, 1, 120, 12000, SoundOffsetSource::kDurations, "ts of the first .qorix chunk (+38.000 s)"},
+                         Row{2.5, 1, 120, 12000, SoundOffsetSource::kSensorClock, "ts of the first .qorix chunk (+10.000 s)"},
+                         Row{9.5, 1, 120, 12000, SoundOffsetSource::kSensorClock, "ts of the first .qorix chunk (+38.000 s)"},
                          Row{10.5, 1, 120, 12000, SoundOffsetSource::kNone, "ts of the first .qorix chunk -> 42.000 s — not trusted"}}) {
     SCOPED_TRACE(row.note);
     const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
@@ -225,9 +225,9 @@ TEST(QorixSource, TrustsSoundOffsetsOnlyInTheWindow) {
       options.distinctPictures = 1;
     });
     OpenSource open(recording);
-    EXPECT_EQ(open.source.sound.sampleRate, row.playbackSoundRate != 0 ? 12000 : 48000);
-    EXPECT_EQ(open.source.soundPlacement.source, row.source);
-    EXPECT_EQ(open.source.soundPlacement.note, row.note);
+    EXPECT_EQ(open.source.sound.sampleRate, row.playbackSoundRate != 0 ? 12000u : 48000u);
+    EXPECT_EQ(open.source.sound.offsetSource, row.source);
+    EXPECT_EQ(open.source.sound.note, row.note);
   }
 }
 

@@ -52,15 +52,6 @@ const char* ChunkName(uint32_t tag) {
   }
 }
 
-std::string SoundText(const SourceTimeline& source) {
-  const SoundDescription& sound = source.sound;
-  if (sound.kind == SoundKind::kNone) return "none";
-  std::string text = fmt::format("{} channels, {} Hz, {} bit, {} sample frames", sound.channels, sound.sampleRate, sound.bitsPerSample,
-                                 sound.sampleFrames);
-  if (!source.soundPlacement.note.empty()) text += "; " + source.soundPlacement.note;
-  return text;
-}
-
 // Gaps in the numbers of the frames that are there: frames which were recorded between them.
 int64_t LostBetweenFrames(const RecordingScan& scan) {
   int64_t lost = 0;
@@ -117,7 +108,6 @@ void DescribeRecording(SourceTimeline& source, Health* health) {
   health->missing = std::max<int64_t>(0, source.missingFrames - LostBetweenFrames(scan));
   health->truncated = state.truncatedFrames;
   health->repeated = source.duplicates;
-  health->soundFaults = uint64_t(state.soundInfo.oddChunks);
   if (scan.sessionByVote) health->notes.push_back("no header or index names the session: the one with the most chunks was taken");
   if (!scan.warning.empty()) health->notes.push_back(scan.warning);
   if (!state.firstFrameMessage.empty()) health->notes.push_back(state.firstFrameMessage);
@@ -173,7 +163,7 @@ Verdict Health::verdict() const {
     return Verdict::kUnreadable;
   }
   const bool whole = reindex.empty() && damagedAreas.empty() && frameFaults.empty() && crcMismatches == 0 && unverifiedEntries == 0 &&
-                     lost == 0 && truncated == 0 && repeated == 0 && soundFaults == 0;
+                     lost == 0 && truncated == 0 && repeated == 0 && sound.faults() == 0;
   return whole ? Verdict::kWhole : Verdict::kDamaged;
 }
 
@@ -205,7 +195,7 @@ Health CheckHealth(const ByteSource& file, bool decode, const HealthProgress& pr
   isQorix ? DescribeRecording(source, &health) : DescribeArchive(source, &health);
   health.frames = int64_t(source.frames.size());
   health.slots = timeline.length;
-  health.sound = SoundText(source);
+  health.sound = DescribeSound(source, timeline);
   if (frame_source_open(&frames, file, message) != 0) {
     health.reason = message.text();
     return health;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/byte_source.h"
+#include "sound_health.h"
 
 namespace tool {
 
@@ -39,8 +40,7 @@ struct Health {
   std::vector<FrameFault> frameFaults;
   int64_t framesChecked = 0;
 
-  std::string sound;  // in words; "none"
-  uint64_t soundFaults = 0;
+  SoundHealth sound;
   /// What writing the index and trailer anew would make of the file, in words; "" when they are whole.
   std::string reindex;
 

@@ -81,7 +81,7 @@ std::string HealthText(const std::string& path, const Health& health) {
   }
   Line(&text, "state", health.openState);
   Line(&text, "frames", FramesText(health));
-  Line(&text, "sound", health.sound + (health.soundFaults > 0 ? fmt::format("; {} faulty chunks", health.soundFaults) : ""));
+  for (const auto& [name, value] : SoundLines(health.sound)) Line(&text, name.c_str(), value);
   Lines(&text, "contents", health.chunks, [](const auto& chunk) { return fmt::format("{:>8}  {}", chunk.second, chunk.first); });
   const auto areaText = [](const auto& area) {
     return fmt::format("{} … {} ({} bytes)", area.first, area.second, area.second - area.first);
@@ -125,7 +125,21 @@ std::string HealthJson(const std::string& path, const Health& health) {
                                    {"substitutedSlices", fault.substitutedSlices},
                                    {"message", fault.message}});
   }
-  json["sound"] = {{"description", health.sound}, {"faultyChunks", health.soundFaults}};
+  const SoundHealth& sound = health.sound;
+  json["sound"] = {{"description", sound.format},
+                   {"offered", sound.offered},
+                   {"reason", sound.reason},
+                   {"offsetSeconds", sound.offsetSeconds},
+                   {"offsetSource", sound.offsetSource},
+                   {"note", sound.note},
+                   {"lead", sound.lead},
+                   {"skip", sound.skip},
+                   {"out", sound.out},
+                   {"cutOff", sound.truncated},
+                   {"foreignChunks", sound.foreignChunks},
+                   {"oddChunks", sound.oddChunks},
+                   {"gaps", sound.gaps},
+                   {"gapFrames", sound.gapFrames}};
   json["notes"] = health.notes;
   json["reindex"] = health.reindex;
   return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
