@@ -66,9 +66,51 @@ void AddPictureLines(const ArchiveOptions& options, RecordingOptions* recording)
   own.insert(own.begin(), lines.begin(), lines.end());
 }
 
+int64_t FirstSlot(const ArchiveOptions& options) {
+  const std::vector<int64_t> slots = RecordedSlots(options);
+  return *std::min_element(slots.begin(), slots.end());
+}
+
+/// Seconds of a slot in the clip that plays.
+double SlotSeconds(const ArchiveOptions& options, int64_t slot) {
+  return double(slot) / options.recording.fps.value();
+}
+
+/// Sound seconds over clip seconds in slow motion, whose sound is stretched with the picture.
+double StretchOf(const ArchiveOptions& options) {
+  const uint32_t captureRate = options.recording.captureFps;
+  return captureRate != 0 ? captureRate / options.recording.fps.value() : 1;
+}
+
+/// When the first recorded frame was taken, by the clock that the time codes show.
+double FirstFrameClock(const ArchiveOptions& options) {
+  const uint32_t rate = RoundedRate(options.recording.fps);
+  const int64_t start = TimecodeStart(options);
+  const double startSeconds = start == int64_t(rate) * 3600 ? 3600 : double(start) / options.recording.fps.value();
+  return startSeconds + SlotSeconds(options, FirstSlot(options));
+}
+
+std::vector<uint8_t> MakeSound(const ArchiveOptions& options) {
+  WavOptions wav = options.sound->wav;
+  if (options.sound->told == SoundOffsetTold::kInBext) {
+    wav.timeReference = uint64_t(std::llround((FirstFrameClock(options) + options.sound->startSeconds) * wav.rate));
+  }
+  return WriteWav(wav, SceneSoundBytes({wav.encoding, wav.rate, wav.channels, SoundClick(options)}, 0, SoundFrames(options)));
+}
+
+void AddSoundLines(const ArchiveOptions& options, RecordingOptions* recording) {
+  if (!options.sound) return;
+  auto& lines = recording->comment;
+  if (options.sound->told == SoundOffsetTold::kInComment) {
+    lines.emplace_back("AudioOffsetUs", std::to_string(std::llround(options.sound->startSeconds * 1e6)));
+  }
+  if (const double stretch = StretchOf(options); stretch != 1) lines.emplace_back("AudioStretch", std::to_string(stretch));
+}
+
 RecordingOptions LayoutOf(const ArchiveOptions& options) {
   RecordingOptions recording = options.recording;
   recording.sensorNumbering = true;
+  AddSoundLines(options, &recording);
   AddPictureLines(options, &recording);
   return recording;
 }
@@ -85,6 +127,11 @@ std::string CheckArchive(const ArchiveOptions& options) {
     }
   }
   if (RecordedSlots(options).empty()) return "no frame would be left";
+  if (options.sound) {
+    const WavOptions& wav = options.sound->wav;
+    if (wav.rate < 1 || wav.rate > 768000 || wav.channels < 1 || wav.channels > 64) return "sound has 1 to 64 channels of up to 768000 Hz";
+    if (std::abs(options.sound->startSeconds) > 3600) return "the sound must start within an hour of the picture";
+  }
   const auto& mark = options.timecodeMark;
   if (mark && (mark->source < 0 || mark->source > 2 || mark->start < 0))
     return "the time code mark needs source 0 to 2 and a start of 0 or more";
@@ -106,8 +153,20 @@ bool MakeArchive(const ArchiveOptions& options, ZipSink sink, const ArchiveProgr
     if (!writer.AddFrame(slots[written], dng)) return false;
     if (progress) progress(written + 1, slots.size());
   }
+  if (options.sound) writer.AddSound(options.recording.name + ".wav", MakeSound(options));
   for (const auto& [name, bytes] : options.members) writer.AddMember(name, bytes);
   return writer.Finish();
+}
+
+uint64_t SoundFrames(const ArchiveOptions& options) {
+  const double end = SlotSeconds(options, options.frames - FirstSlot(options)) + options.sound->tailSeconds * StretchOf(options);
+  return uint64_t(std::max(0LL, std::llround((end - options.sound->startSeconds) * options.sound->wav.rate)));
+}
+
+std::optional<int64_t> SoundClick(const ArchiveOptions& options) {
+  if (options.picture.flashFrame < 0) return std::nullopt;
+  const double seconds = SlotSeconds(options, options.picture.flashFrame - FirstSlot(options)) - options.sound->startSeconds;
+  return std::llround(seconds * options.sound->wav.rate);
 }
 
 std::array<uint8_t, 8> SmpteTimeCode(int64_t frames, uint32_t rate) {

@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cmath>
-#include <numbers>
 
 #include "samples/scene.h"
+#include "samples/scene_sound.h"
 
 namespace qx {
 
@@ -76,11 +76,6 @@ void AddWhiteBalance(const QorixRecordingOptions& options, QorixItemList* items)
   items->F32(QorixItem::kWbGains, {float(1 / kSceneNeutral[0]), 1, 1, float(1 / kSceneNeutral[2])});
 }
 
-/// A sample of the tone, −1 … 1, quarter volume: 440 Hz in the first channel and 220 Hz more in each further one.
-double Tone(uint64_t index, uint16_t channel, uint32_t rate) {
-  return 0.25 * std::sin(2 * std::numbers::pi * (440.0 + 220.0 * channel) * double(index) / rate);
-}
-
 }  // namespace
 
 QorixItemList SceneStaticItems(const QorixRecordingOptions& options) {
@@ -139,23 +134,10 @@ QorixItemList SceneFrameItems(const QorixRecordingOptions& options, int64_t slot
 }
 
 std::vector<uint8_t> SoundBytes(const QorixSoundOptions& sound, uint64_t first, uint32_t count) {
-  QorixFields bytes;
-  for (uint64_t index = first; index < first + count; ++index) {
-    for (uint16_t channel = 0; channel < sound.channels; ++channel) {
-      const double value = Tone(index, channel, sound.rate);
-      if (sound.format == 2) {
-        const auto sample = uint32_t(int32_t(std::lround(value * 0x7FFFFF)));
-        bytes.U16(sample).U8(sample >> 16);
-      } else if (sound.format == 3) {
-        bytes.U32(uint32_t(int32_t(std::lround(value * 0x7FFFFFFF))));
-      } else if (sound.format == 4) {
-        bytes.F32(float(value));
-      } else {
-        bytes.U16(uint32_t(int32_t(std::lround(value * 0x7FFF))));
-      }
-    }
-  }
-  return bytes.bytes();
+  static constexpr SampleEncoding kEncodings[] = {SampleEncoding::kS16, SampleEncoding::kS16, SampleEncoding::kS24, SampleEncoding::kS32,
+                                                  SampleEncoding::kF32};
+  const SampleEncoding encoding = sound.format <= 4 ? kEncodings[sound.format] : SampleEncoding::kS16;
+  return SceneSoundBytes({encoding, sound.rate, sound.channels, sound.click}, first, count);
 }
 
 std::vector<uint8_t> ShadingMapBlob(int columns, int rows, const QorixFrameFormat& frame, int fieldWidth, int fieldHeight) {

@@ -67,6 +67,14 @@ struct Picture {
   bool good = false;
 };
 
+/// The sample frame that sounds when the frame of the flash is shown.
+std::optional<int64_t> ClickOf(const QorixRecordingOptions& options) {
+  if (!options.flashSlot) return options.sound.click;
+  const QorixRate rate = options.file.header.capture;
+  const double seconds = double(*options.flashSlot) * rate.denominator / rate.numerator - options.sound.startSeconds;
+  return std::llround(seconds * options.sound.rate);
+}
+
 Picture MakePicture(const QorixRecordingOptions& options, int64_t slot) {
   Picture picture;
   picture.good = EncodeFrame(options.format, CodedSamples(options, slot), &picture.slices);
@@ -167,7 +175,7 @@ std::shared_future<Picture> Recorder::NextPicture(int64_t slot) {
 
 std::shared_future<Picture> Recorder::StartPicture(int64_t slot) {
   const auto start = [this, slot] { return std::async(std::launch::async, MakePicture, std::cref(options_), slot).share(); };
-  if (options_.distinctPictures <= 0) return start();
+  if (options_.distinctPictures <= 0 || slot == options_.flashSlot) return start();
   kept_.resize(size_t(options_.distinctPictures));
   std::shared_future<Picture>& kept = kept_[size_t(slot % options_.distinctPictures)];
   if (!kept.valid()) kept = start();
@@ -219,7 +227,8 @@ void Recorder::WriteSoundUntil(uint64_t timeNs) {
 }
 
 void Recorder::WriteSoundChunk(uint32_t chunk) {
-  const QorixSoundOptions& sound = options_.sound;
+  QorixSoundOptions sound = options_.sound;
+  sound.click = ClickOf(options_);
   const auto isIn = [chunk](const std::vector<uint32_t>& list) { return std::find(list.begin(), list.end(), chunk) != list.end(); };
   if (isIn(sound.missingChunks)) return;
   const uint64_t first = uint64_t(chunk) * sound.chunkFrames;
@@ -307,6 +316,9 @@ bool MakeRecording(const QorixRecordingOptions& options, const QorixSink& sink, 
 std::vector<uint16_t> LinearSamples(const QorixRecordingOptions& options, int64_t slot) {
   const int pattern = FramePattern(options), skipX = pattern & 1, skipY = pattern >> 1;
   const int width = options.format.width + skipX, height = options.format.height + skipY;
+  if (slot == options.flashSlot) {
+    return std::vector<uint16_t>(size_t(options.format.width) * options.format.height, uint16_t((1 << options.bits) - 1));
+  }
   const int picture = int(options.distinctPictures > 0 ? slot % options.distinctPictures : slot);
   std::vector<uint16_t> scene = MakeNoisyMosaic(width, height, options.bits, QorixSceneBlack(options.bits), options.seed, picture);
   if (pattern == 0) return scene;

@@ -33,10 +33,11 @@ struct QorixSoundOptions {
   uint8_t format = 0;  // 1, 2, 3: 16-, 24-, 32-bit integer; 4: 32-bit float; 0: no sound; others: chunks that nothing can read
   uint32_t rate = 48000;
   uint16_t channels = 2;
-  uint32_t chunkFrames = 4800;  // sample frames a chunk
-  double startSeconds = 0.01;   // against the first frame
-  uint64_t firstSample = 0;     // sample index of the first chunk
-  uint8_t clockSync = 1;        // of the AUDIO item; 0: not synchronised with the sensor
+  uint32_t chunkFrames = 4800;   // sample frames a chunk
+  double startSeconds = 0.01;    // against the first frame
+  uint64_t firstSample = 0;      // sample index of the first chunk
+  std::optional<int64_t> click;  // sample frame, from the first chunk's on, at which a click begins; that of a flash is filled in
+  uint8_t clockSync = 1;         // of the AUDIO item; 0: not synchronised with the sensor
   bool audioItem = true;
   uint32_t playbackRate = 0;             // of the AUDIO_PLAY item, 0: no such item
   std::vector<uint32_t> missingChunks;   // numbers of chunks that are not in the file: a gap
@@ -70,6 +71,8 @@ struct QorixRecordingOptions {
   std::vector<int64_t> lostSlots;      // they had a number, but their chunks are not in the file
   std::vector<int64_t> repeatedSlots;  // their frame chunk is there twice
   std::vector<int64_t> stalledSlots;   // timestamp of the frame before
+
+  std::optional<int64_t> flashSlot;  // its frame is white all over, and the sound clicks at its time
 
   // Items.
   bool staticItems = true;  // camera names, colour, RAW type; those of file.staticItems follow them
@@ -132,7 +135,7 @@ constexpr int QorixSceneBlack(int bits) {
   return 1 << (bits - 6);
 }
 
-/// `count` sample frames of the sound from `first` on: a quiet tone, its pitch different in each channel.
+/// `count` sample frames of the sound from `first` on, as scene_sound.h has them.
 std::vector<uint8_t> SoundBytes(const QorixSoundOptions& sound, uint64_t first, uint32_t count);
 
 /// Gains that undo the scene's vignetting, as a shading map blob. The map covers a full field around the frame.

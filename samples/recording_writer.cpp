@@ -65,6 +65,12 @@ bool RecordingWriter::AddMember(std::string_view name, std::span<const uint8_t> 
   return zip_.Add(MemberName(name), bytes, MemberOptions());
 }
 
+bool RecordingWriter::AddSound(std::string_view name, std::span<const uint8_t> bytes) {
+  ZipMemberOptions stored = MemberOptions();
+  stored.method = ZipMethod::kStore;
+  return zip_.Add(MemberName(name), bytes, stored);
+}
+
 bool RecordingWriter::Finish() {
   if (options_.index) {
     const std::string text = std::string("name,sensor_timestamp_ns,slot") + (options_.indexCrlf ? "\r\n" : "\n") + indexRows_;

@@ -50,8 +50,9 @@ class RecordingWriter {
 
   /// Adds the frame of a display slot; slots may come in any order, each once. False when the archive could not be written (now or before).
   bool AddFrame(int64_t slot, std::span<const uint8_t> dng);
-  /// Adds another file of the recording, in its folder.
+  /// Adds another file of the recording, in its folder. Sound is stored as it is, however the frames are compressed.
   bool AddMember(std::string_view name, std::span<const uint8_t> bytes);
+  bool AddSound(std::string_view name, std::span<const uint8_t> bytes);
   /// Writes the index and, unless left out on purpose, the directory with the comment.
   bool Finish();
 

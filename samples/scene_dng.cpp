@@ -164,6 +164,9 @@ DngDescription DescribeSceneFrame(const SceneDngOptions& options, int frameIndex
 }
 
 std::vector<uint16_t> SceneSamples(const SceneDngOptions& options, int frameIndex) {
+  if (frameIndex == options.flashFrame) {
+    return std::vector<uint16_t>(size_t(options.width) * size_t(options.height), uint16_t((1 << options.bits) - 1));
+  }
   // The scene is RGGB; the other patterns begin one column or row later.
   const bool redBelow = options.cfa[2] == 0 || options.cfa[3] == 0, redRight = options.cfa[1] == 0 || options.cfa[3] == 0;
   const int skipX = redRight ? 1 : 0, skipY = redBelow ? 1 : 0;

@@ -18,6 +18,7 @@ struct SceneDngOptions {
   std::array<uint8_t, 4> cfa = {0, 1, 1, 2};  // a Bayer pattern: red 0, green 1, blue 2; (0,0), (0,1), (1,0), (1,1)
   uint32_t seed = 1;                          // of the noise
   bool bigEndian = false;
+  int flashFrame = -1;  // is white all over; -1: none
 
   // Coding.
   bool losslessJpeg = false;

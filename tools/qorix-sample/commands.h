@@ -16,10 +16,19 @@ namespace tool {
 
 enum ExitCode { kOk = 0, kUsage = 1, kReadFailed = 2, kWriteFailed = 3 };
 
+/// The recorder's tone, for both kinds of recordings.
+struct SoundOptions {
+  bool present = false;
+  qx::WavOptions wav;
+  double startSeconds = 0.01, tailSeconds = 0.11;
+  qx::SoundOffsetTold told = qx::SoundOffsetTold::kInComment;
+};
+
 struct MakeOptions {
   std::filesystem::path output;  // the ending says which kind of recording
   qx::ArchiveOptions archive;    // size, bits, rates and the like count for both kinds
   qx::QorixRecordingOptions qorix;
+  SoundOptions tone;
   std::filesystem::path sound;      // a file to add; empty: none
   std::optional<qx::CutPoint> cut;  // where the finished file ends early
 };

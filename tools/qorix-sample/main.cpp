@@ -10,6 +10,7 @@
 #include "option_helpers.h"
 #include "parse.h"
 #include "qorix_options.h"
+#include "sound_options.h"
 
 namespace {
 
@@ -21,6 +22,7 @@ constexpr const char* kFooter =
     "  qorix-sample make clip.zip --size 3840x2160 --codec lj92 --fps 24000/1001 --drop 5,9\n"
     "  qorix-sample wrap mine.zip *.dng --fps 25 --sound take.wav\n"
     "  qorix-sample damage clip.zip cut.zip --cut-at 60%\n"
+    "  qorix-sample make clip.zip --frames 48 --flash 24 --tone s24 --tone-told bext\n"
     "  qorix-sample make clip.qorix --packing rice --tone s24 --shading --drop 5,9\n"
     "  qorix-sample damage clip.qorix bad.qorix --corrupt-slice 3,1 --drop-trailer\n"
     "  qorix-sample describe clip.qorix";
@@ -66,6 +68,8 @@ void AddScene(CLI::App* command, qx::ArchiveOptions* archive) {
   command->add_option("--bits", picture->bits, "bits per sample: 8, 10, 12, 14 or 16")->capture_default_str();
   AddParsedValue(command, "--cfa", "RGGB, GRBG, GBRG or BGGR [RGGB]", "PATTERN", tool::ParseCfa, &picture->cfa);
   command->add_option("--seed", picture->seed, "seed of the noise")->capture_default_str();
+  command->add_option("--flash", picture->flashFrame, "a frame that is white all over; the sound clicks at its time")
+      ->check(CLI::NonNegativeNumber);
   command->add_option("--exposure", picture->baselineExposure, "exposure in stops that the camera asks for")->capture_default_str();
   command->add_flag("--gain-map", picture->gainMap, "gain maps that undo the vignetting");
   command->add_flag("--warp", picture->warp, "a lens correction in each frame");
@@ -114,6 +118,7 @@ CLI::App* AddMake(CLI::App& app, tool::MakeOptions* make) {
   AddSwitchOff(command, "--no-directory", "no central directory", &archive->recording.directory);
   AddList(command, "--corrupt", "frames that nothing can read", &archive->recording.corruptSlots);
   AddList(command, "--unindexed", "frames without an index row", &archive->recording.unindexedSlots);
+  tool::AddSoundOptions(command, &make->tone);
   tool::AddQorixMakeOptions(command, &make->qorix);
   return command;
 }

@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "part_file.h"
 #include "samples/wrap_dng.h"
+#include "sound_options.h"
 #include "tools/common/progress.h"
 
 namespace tool {
@@ -50,8 +51,9 @@ int Fail(ExitCode code, const std::string& text) {
 int RunMake(const MakeOptions& options) {
   if (options.output.extension() == ".qorix") return RunMakeQorix(options);
   if (options.output.extension() != ".zip") return Fail(kUsage, "the output's name must end in .zip or .qorix");
-  if (const std::string reason = qx::CheckArchive(options.archive); !reason.empty()) return Fail(kUsage, reason);
   qx::ArchiveOptions archive = options.archive;
+  if (const std::string reason = ApplySound(options.tone, &archive); !reason.empty()) return Fail(kUsage, reason);
+  if (const std::string reason = qx::CheckArchive(archive); !reason.empty()) return Fail(kUsage, reason);
   if (!AddSound(options.sound, archive.recording.name, &archive.members)) {
     return Fail(kReadFailed, options.sound.string() + ": cannot be read");
   }

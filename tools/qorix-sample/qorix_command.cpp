@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "part_file.h"
 #include "samples/qorix_damage.h"
+#include "sound_options.h"
 #include "tools/common/progress.h"
 
 namespace tool {
@@ -31,6 +32,7 @@ qx::QorixRecordingOptions RecordingOf(const MakeOptions& options) {
   recording.seed = shared.picture.seed;
   recording.frames = shared.frames;
   recording.droppedSlots = shared.droppedSlots;
+  if (shared.picture.flashFrame >= 0) recording.flashSlot = shared.picture.flashFrame;
   recording.shadingMaps |= shared.picture.gainMap;
   recording.postRawBoost = int32_t(std::lround(100 * std::exp2(shared.picture.baselineExposure)));
   if (shared.timecodeMark) recording.timecodeStart = uint32_t(shared.timecodeMark->start);
@@ -80,7 +82,8 @@ std::string DamageChunks(const QorixDamageOptions& options, qx::QorixFile* file)
 int RunMakeQorix(const MakeOptions& options) {
   const auto& [width, height] = std::pair(options.archive.picture.width, options.archive.picture.height);
   if (width > UINT16_MAX || height > UINT16_MAX) return Fail(kUsage, "width and height must be at most 65535");
-  const qx::QorixRecordingOptions recording = RecordingOf(options);
+  qx::QorixRecordingOptions recording = RecordingOf(options);
+  if (const std::string reason = ApplySound(options.tone, &recording.sound); !reason.empty()) return Fail(kUsage, reason);
   if (const std::string reason = qx::CheckQorixRecording(recording); !reason.empty()) return Fail(kUsage, reason);
   const auto start = std::chrono::steady_clock::now();
   PartFile file(options.output);

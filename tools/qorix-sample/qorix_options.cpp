@@ -94,12 +94,7 @@ void AddItems(CLI::App* command, qx::QorixRecordingOptions* recording) {
 
 void AddTone(CLI::App* command, qx::QorixSoundOptions* sound) {
   command->option_defaults()->group(".qorix: sound");
-  AddChoice<uint8_t>(command, "--tone", "sound of that sample format", {{"s16", 1}, {"s24", 2}, {"s32", 3}, {"f32", 4}},
-                     [sound](uint8_t format) { sound->format = format; });
-  command->add_option("--tone-rate", sound->rate, "sample rate")->capture_default_str();
-  command->add_option("--tone-channels", sound->channels, "channels")->capture_default_str();
   command->add_option("--tone-chunk", sound->chunkFrames, "sample frames a chunk")->capture_default_str();
-  command->add_option("--tone-start", sound->startSeconds, "seconds from the first frame to the sound")->capture_default_str();
   command->add_option("--tone-playback-rate", sound->playbackRate, "rate at which it plays in slow motion");
   command->add_flag_callback(
       "--tone-unsynced", [sound] { sound->clockSync = 0; }, "its clock is not that of the sensor");
