@@ -65,6 +65,9 @@ class HostFrame {
   qx::host::PPix frame_ = nullptr;
 };
 
+/// The bits of a sample that nobody wrote: a signalling NaN.
+constexpr uint32_t kUnwrittenSample = 0xFFA5A5A5;
+
 /// Closed by its destructor. Frame requests may come from several threads at once; the other calls must not race with each other.
 class HostClip {
  public:
@@ -81,6 +84,9 @@ class HostClip {
   ClipFacts Describe() const;
   /// imGetSourceVideo. `result` receives its answer.
   HostFrame GetFrame(const FrameRequest& request, int32_t* result) const;
+  /// imImportAudio7: `count` sample frames from `position` on, one vector per channel. Its answer. Success with a sample that was not
+  /// written is a violation; what was not written holds kUnwrittenSample.
+  int32_t GetSound(int64_t position, uint32_t count, int32_t channels, std::vector<std::vector<float>>* sound) const;
   /// Ticks of a frame.
   int64_t TimeOfFrame(int64_t frame) const { return frame * ticksPerFrame_; }
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Develops recordings through the plug-in and leaves pictures in out/.  usage: tools/demo.sh BUILD_DIR [FILE…]
+# Develops recordings through the plug-in and leaves pictures and sound in out/.  usage: tools/demo.sh BUILD_DIR [FILE…]
 # Without files: the recordings of demo/, a synthetic 4K clip and a synthetic .qorix recording. Fails when anything failed or the plug-in left something behind.
 set -uo pipefail
 [ $# -ge 1 ] || { echo "usage: tools/demo.sh BUILD_DIR [FILE…]" >&2; exit 1; }
@@ -9,6 +9,7 @@ shift
 host=$build/qorix-host
 out=$root/out
 pictures=0
+sounds=0
 failures=0
 summary=()
 
@@ -44,6 +45,11 @@ demo_clip() {
     echo "  picture        ${picture#"$root"/}"
     pictures=$((pictures + 1))
   done
+  if ! grep -q '^  sound  *none$' <<<"$info"; then
+    "$host" audio "$file" -o "$out/$name/sound.wav" >/dev/null || failed "sound of $file"
+    echo "  sound written  ${out#"$root"/}/$name/sound.wav"
+    sounds=$((sounds + 1))
+  fi
   speed=$("$host" frames "$file") || failed "frames of $file"
   summary+=("$(printf '%-14s %s' "$name" "$speed")")
 }
@@ -53,10 +59,12 @@ files=("$@")
 if [ ${#files[@]} -eq 0 ]; then
   # Development adds a stop to what the camera says; this keeps the scene's bright sky below white.
   synthetic=$out/synthetic_4k.zip
-  "$build/qorix-sample" make "$synthetic" --frames 24 --size 3840x2160 --codec lj92 --fps 24000/1001 --drop 9 --gain-map --exposure -1 ||
+  "$build/qorix-sample" make "$synthetic" --frames 24 --size 3840x2160 --codec lj92 --fps 24000/1001 --drop 9 --gain-map --exposure -1 \
+    --tone s24 --tone-start 0.1 --flash 18 ||
     failed "making the synthetic clip"
   recording=$out/recording.qorix
-  "$build/qorix-sample" make "$recording" --frames 24 --size 1920x1080 --fps 24000/1001 --drop 9 --gain-map --exposure -1 ||
+  "$build/qorix-sample" make "$recording" --frames 24 --size 1920x1080 --fps 24000/1001 --drop 9 --gain-map --exposure -1 \
+    --tone f32 --tone-start 0.1 --flash 18 ||
     failed "making the synthetic recording"
   files=("$root"/demo/*.zip "$synthetic" "$recording")
 fi
@@ -71,7 +79,7 @@ for file in "${files[@]}"; do demo_clip "$file"; done
 echo
 echo "Delivered at full size, not written:"
 printf '  %s\n' "${summary[@]:-nothing}"
-echo "Written: $pictures pictures below ${out#"$root"/}/. Failures: $failures."
+echo "Written: $pictures pictures and $sounds sound files below ${out#"$root"/}/. Failures: $failures."
 "$host" log-report "$QORIX_IMPORT_LOG" -o "$out/report.html" >/dev/null || failed "report of $QORIX_IMPORT_LOG"
 echo "What the plug-in's log says: ${out#"$root"/}/report.html"
 [ "$failures" -eq 0 ]

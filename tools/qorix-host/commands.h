@@ -12,7 +12,17 @@
 
 namespace tool {
 
-enum ExitCode { kOk = 0, kUsage = 1, kNotOurs = 2, kFrameFailed = 3, kUnclean = 4, kNoPlugin = 5, kWriteFailed = 6, kSettings = 7 };
+enum ExitCode {
+  kOk = 0,
+  kUsage = 1,
+  kNotOurs = 2,
+  kFrameFailed = 3,
+  kUnclean = 4,
+  kNoPlugin = 5,
+  kWriteFailed = 6,
+  kSettings = 7,
+  kNoSound = 8
+};
 
 struct CommonOptions {
   std::string pluginPath;
@@ -56,9 +66,17 @@ struct SettingsOptions {
   bool dialog = false;
 };
 
+struct AudioOptions {
+  std::string output;
+  uint32_t block = 1024;  // sample frames of a request
+  int64_t first = 0;
+  int64_t count = 0;  // sample frames, 0: to the end
+};
+
 int RunInfo(const CommonOptions& common, bool json);
 int RunFrame(const CommonOptions& common, const FrameOptions& options);
 int RunFrames(const CommonOptions& common, const FramesOptions& options);
+int RunAudio(const CommonOptions& common, const AudioOptions& options);
 int RunPlay(const CommonOptions& common, const PlayOptions& options);
 int RunScrub(const CommonOptions& common, const ScrubOptions& options);
 /// Shows, changes and applies a clip's settings; writes a frame when `frame` names a file.

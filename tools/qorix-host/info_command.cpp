@@ -31,7 +31,8 @@ std::string FormatsText(const standin::ClipFacts& facts) {
 
 std::string AudioText(const standin::ClipFacts& facts) {
   if (!facts.hasAudio) return "none";
-  return fmt::format("{} channels, {} Hz, {} sample frames", facts.audioChannels, facts.audioRate, facts.audioFrames);
+  return fmt::format("{} channel{}, {} Hz, {} sample frames ({:.2f} s)", facts.audioChannels, facts.audioChannels == 1 ? "" : "s",
+                     facts.audioRate, facts.audioFrames, facts.audioRate > 0 ? double(facts.audioFrames) / facts.audioRate : 0.0);
 }
 
 void PrintTable(const CommonOptions& common, const Session& session) {

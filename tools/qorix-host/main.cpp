@@ -9,8 +9,8 @@
 namespace {
 
 constexpr const char* kFooter =
-    "Exit codes: 0 done, 1 wrong use, 2 not a recording, 3 a frame failed, 4 the plug-in left something behind,\n"
-    "5 the plug-in could not be loaded, 6 a file could not be written, 7 settings were cancelled or not taken.\n"
+    "Exit codes: 0 done, 1 wrong use, 2 not a recording, 3 a frame or the sound failed, 4 the plug-in left something behind,\n"
+    "5 the plug-in could not be loaded, 6 a file could not be written, 7 settings were cancelled or not taken, 8 the clip has no sound.\n"
     "The plug-in's environment variables (QORIX_IMPORT_LOG, QORIX_IMPORT_CURVE, …) work here too.";
 
 void AddClip(CLI::App* command, tool::CommonOptions* common) {
@@ -80,6 +80,14 @@ int main(int argc, char** argv) {
   frames->add_option("-o,--output", framesOptions.folder, "folder for the pictures (default: frames are not written)");
   frames->add_option("--as", framesOptions.extension, "file type")->check(CLI::IsMember({"png", "ppm", "raw"}))->capture_default_str();
 
+  tool::AudioOptions audioOptions;
+  CLI::App* audio = app.add_subcommand("audio", "pull the sound in blocks and write it as a WAV of 32-bit floats");
+  AddClip(audio, &common);
+  audio->add_option("-o,--output", audioOptions.output, "WAV file to write")->required();
+  audio->add_option("--block", audioOptions.block, "sample frames of a request")->check(CLI::Range(1, 1 << 24))->capture_default_str();
+  audio->add_option("--from", audioOptions.first, "first sample frame")->check(CLI::NonNegativeNumber)->capture_default_str();
+  audio->add_option("--count", audioOptions.count, "sample frames (default: to the end)")->check(CLI::PositiveNumber);
+
   tool::PlayOptions playOptions;
   CLI::App* play = app.add_subcommand("play", "ask for frames on time, as playback does, and report late and dropped ones");
   AddClip(play, &common);
@@ -115,6 +123,7 @@ int main(int argc, char** argv) {
   if (*info) return tool::RunInfo(common, json);
   if (*frame) return tool::RunFrame(common, frameOptions);
   if (*frames) return tool::RunFrames(common, framesOptions);
+  if (*audio) return tool::RunAudio(common, audioOptions);
   if (*play) return tool::RunPlay(common, playOptions);
   if (*report) return tool::RunLogReport(reportOptions);
   if (*scrub) return tool::RunScrub(common, scrubOptions);
