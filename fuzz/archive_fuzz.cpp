@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <vector>
 
 #include "media/frame_timeline.h"
+#include "media/sound_placement.h"
 #include "rawzip/archive_source.h"
 
 namespace {
@@ -22,6 +24,16 @@ void CheckTimeline(const qx::SourceTimeline& source, const qx::FrameTimeline& ti
   for (const double seconds : {-1.0, 0.0, 0.5, 1e9}) {
     const int32_t frame = qx::frame_at_time(source, seconds);
     if (frame < 0 || size_t(frame) >= source.frames.size()) std::abort();
+  }
+}
+
+void ReadSound(const qx::ByteSource& file, const qx::SoundPlacement& sound) {
+  if (!sound.offered) return;
+  constexpr int64_t kMostFrames = 64;
+  std::vector<uint8_t> samples(size_t(kMostFrames) * sound.blockAlign);
+  for (const int64_t first : {int64_t(0), sound.lead, sound.length() - 1}) {
+    const int64_t covered = qx::read_sound_frames(file, sound, first, kMostFrames, samples.data());
+    if (covered != std::min(kMostFrames, sound.length() - first)) std::abort();  // what is offered is in the file
   }
 }
 
@@ -57,6 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   qx::FrameTimeline timeline;
   if (span < kMaxFuzzSlots && qx::frame_timeline_build(&timeline, source, message) == 0) {
     CheckTimeline(source, timeline);
+    ReadSound(file, timeline.sound);
     if (qx::frame_timeline_mark_bad(&timeline, 0, message) == 0) CheckTimeline(source, timeline);
   }
   ReadFrames(file);
