@@ -45,7 +45,7 @@ float FromS16(const uint8_t* p) {
   return float(int16_t(LoadU16Le(p))) * kScale16;
 }
 float FromS24(const uint8_t* p) {
-  return float(int32_t(uint32_t(p[0]) << 8 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 24)) * kScale32;
+  return float(int32_t(uint32_t(LoadU16Le(p)) << 8 | uint32_t(p[2]) << 24)) * kScale32;
 }
 float FromS32(const uint8_t* p) {
   return float(int32_t(LoadU32Le(p))) * kScale32;
@@ -92,6 +92,7 @@ std::optional<SampleFormat> FindSampleFormat(uint32_t formatTag, uint32_t bitsPe
 }
 
 void ConvertSamples(const SampleFormat& format, const uint8_t* samples, int64_t count, float* const* out, int64_t offset) {
+  if (count <= 0) return;  // `samples` may be null then
   const ChannelConverter convert = ConverterOf(format.encoding);
   for (uint32_t c = 0; c < format.channels; ++c)
     convert(samples + size_t(c) * format.sampleStride, count, format.blockAlign, out[c] + offset);

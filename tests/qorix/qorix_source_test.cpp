@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "media/frame_timeline.h"
+#include "media/sound_placement.h"
 #include "qorix/qorix_rates.h"
 #include "qorix/scan_lists.h"
 #include "tests/qorix/recording_support.h"
@@ -194,6 +195,72 @@ TEST(QorixSource, ReadsOnlyChunksOfTheFirstFormatAndWhatTheyHold) {
   for (const uint64_t first : {1000u, 5000u}) {
     ASSERT_EQ(qorix_read_sound(&scan, first, 1000, got.data()), 1000);
     EXPECT_TRUE(std::equal(got.begin(), got.begin() + 4000, expected.begin() + ptrdiff_t(first) * 4)) << first;
+  }
+}
+
+TEST(QorixSource, CountsGapsAndForeignChunksOfItsSound) {
+  struct Row {
+    const char* why;
+    std::vector<uint32_t> missing, foreign, odd;
+    int32_t gaps;
+    uint64_t gapFrames;
+  };
+  // Chunks of 1000 sample frames from 0 on.
+  for (const Row& row : {Row{"whole", {}, {}, {}, 0, 0}, Row{"one missing", {3}, {}, {}, 1, 1000},
+                         Row{"two in a row", {3, 4}, {}, {}, 1, 2000}, Row{"missing beside foreign", {3}, {4}, {}, 1, 2000},
+                         Row{"apart", {2, 6}, {4}, {}, 3, 3000}, Row{"short of a sample frame", {}, {}, {5}, 1, 1}}) {
+    SCOPED_TRACE(row.why);
+    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
+      options.sound.format = 1;
+      options.sound.chunkFrames = 1000;
+      options.sound.missingChunks = row.missing;
+      options.sound.foreignChunks = row.foreign;
+      options.sound.oddSizedChunks = row.odd;
+    });
+    OpenSource open(recording);
+    const QorixSoundInfo& info = qorix_state(open.source).soundInfo;
+    EXPECT_EQ(info.gaps, row.gaps);
+    EXPECT_EQ(info.gapFrames, row.gapFrames);
+    EXPECT_EQ(info.foreignChunks, int32_t(row.foreign.size()));
+    EXPECT_EQ(info.oddChunks, int32_t(row.odd.size()));
+  }
+}
+
+// Both kinds go through the same placement: this one reads through its state, also from a clip that was moved.
+TEST(QorixSource, PlacesItsSound) {
+  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
+    options.sound.format = 2;
+    options.sound.startSeconds = 0.01;
+  });
+  OpenSource open(recording);
+  SourceTimeline moved = std::move(open.source);
+  FrameTimeline timeline;
+  ASSERT_EQ(frame_timeline_build(&timeline, moved, Message()), 0);
+  const SoundPlacement& sound = timeline.sound;
+  EXPECT_TRUE(sound.offered);
+  EXPECT_EQ(sound.method, SoundOffsetMethod::kSensorClock);
+  EXPECT_EQ(sound.lead, 480);
+  const MemorySource file(recording.file);
+  std::vector<uint8_t> got(1000 * sound.blockAlign, 0xEE);
+  ASSERT_EQ(read_sound_frames(file, sound, 0, 1000, got.data()), 1000);
+  std::vector<uint8_t> expected(480 * sound.blockAlign);
+  const std::vector<uint8_t> samples = SoundBytes(recording.options.sound, 0, 520);
+  expected.insert(expected.end(), samples.begin(), samples.end());
+  EXPECT_EQ(got, expected);
+}
+
+TEST(QorixSource, OffersSoundOfSlowMotionThatHasARateForIt) {
+  for (const uint32_t playbackRate : {0u, 12000u}) {
+    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
+      options.sound.format = 1;
+      options.sound.playbackRate = playbackRate;
+      options.file.header.capture = {120, 1};
+      options.file.header.playback = {30, 1};
+    });
+    OpenSource open(recording);
+    FrameTimeline timeline;
+    ASSERT_EQ(frame_timeline_build(&timeline, open.source, Message()), 0);
+    EXPECT_EQ(timeline.sound.reason, playbackRate != 0 ? SoundReason::kOffered : SoundReason::kSpeedChanged);
   }
 }
 
