@@ -17,9 +17,9 @@ namespace qx {
 namespace {
 
 /// A short clip with sound, opened as the importer keeps it.
-class OpenedClip {
+class ClipWithSound {
  public:
-  OpenedClip() : path_(std::filesystem::temp_directory_path() / ("qx_audio_delivery_" + std::to_string(getpid()) + ".zip")) {
+  ClipWithSound() : path_(std::filesystem::temp_directory_path() / ("qx_audio_delivery_" + std::to_string(getpid()) + ".zip")) {
     ArchiveOptions options;
     options.picture.width = options.picture.height = 32;
     options.frames = 4;
@@ -28,11 +28,13 @@ class OpenedClip {
     MakeArchive(options, ZipSinkTo(&out));
     out.close();
     MessageBuffer<256> message;
-    clip.clip.reset(OpenClip(path_, nullptr, &clip.info, message));
-    EXPECT_NE(clip.clip, nullptr) << message.text();
+    auto opened = std::make_shared<OpenedClip>();
+    opened->clip.reset(OpenClip(path_, nullptr, &opened->info, message));
+    EXPECT_NE(opened->clip, nullptr) << message.text();
+    clip.Replace(std::move(opened));
   }
-  ~OpenedClip() {
-    clip.clip.reset();
+  ~ClipWithSound() {
+    clip.Replace(nullptr);
     std::filesystem::remove(path_);
   }
   ImporterClip clip;
@@ -60,7 +62,7 @@ class OpenedClip {
 };
 
 TEST(AudioDelivery, ReadsNegativePositionsAsTheBeginning) {
-  OpenedClip opened;
+  ClipWithSound opened;
   ASSERT_EQ(opened.Import(0, 300), host::imNoErr);
   const std::vector<float> beginning = opened.left;
   EXPECT_NE(beginning[1], 0.0f);
@@ -70,8 +72,11 @@ TEST(AudioDelivery, ReadsNegativePositionsAsTheBeginning) {
 }
 
 TEST(AudioDelivery, RefusesMissingLinksAndClipsWithoutSound) {
-  OpenedClip opened;
-  opened.clip.info.hasAudio = 0;
+  ClipWithSound opened;
+  auto silent = std::make_shared<OpenedClip>();
+  silent->info = opened.clip.Opened()->info;
+  silent->info.hasAudio = 0;
+  opened.clip.Replace(std::move(silent));
   EXPECT_EQ(opened.Import(0, 4), host::imOtherErr);
   EXPECT_EQ(opened.left, std::vector<float>(4, 9.0f));
   host::ImportAudioRec7 request = {};
@@ -79,7 +84,7 @@ TEST(AudioDelivery, RefusesMissingLinksAndClipsWithoutSound) {
 }
 
 TEST(AudioDelivery, CountsCallsThatReadOnce) {
-  OpenedClip opened;
+  ClipWithSound opened;
   TakeAudioCallCounters();
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {

@@ -216,7 +216,9 @@ TEST(Mp4Sound, SkipsOtherTracksAndFindsTheMovieAnywhere) {
     const MemorySource file(row.file);
     Mp4Sound found;
     EXPECT_EQ(ReadMp4Sound(file, 0, row.file.size(), &found), row.found) << row.why;
-    if (row.found) EXPECT_TRUE(found.isAacLc()) << row.why;
+    if (row.found) {
+      EXPECT_TRUE(found.isAacLc()) << row.why;
+    }
   }
   const MemorySource file(moov);
   Mp4Sound found;
