@@ -209,7 +209,7 @@ TEST(ArchiveSound, MeasuresBextAgainstTheFrameThatTheTimeCodesKnow) {
     for (const int name : row.names) {
       const std::string file = "V_" + std::to_string(name) + ".dng";
       archive.Frame(file, row.timeCodes ? FrameAt(25 * 3600 + name) : SmallFrame());
-      index += file + "," + std::to_string(1000000000 + name * 40000000) + "," + std::to_string(name) + "\n";
+      index += file + "," + std::to_string(1000000000 + name * 40000000ll) + "," + std::to_string(name) + "\n";
     }
     if (row.index) archive.Text("V.frames.csv", index);
     archive.Member("V.wav", Wav({.timeReference = kHour + 24000}, 100));
