@@ -34,7 +34,8 @@ class LocaleKeeper {
 };
 
 int CreateOwnApplication(Message message) {
-  if (CheckDisplay(OwnModuleFolder() / kProbeName, message) != 0) return -1;
+  DisplayProbe probe;
+  if (probe.Connect(OwnModuleFolder() / kProbeName, message) != 0) return -1;
   const LocaleKeeper locale;
   static char name[] = "qorix";
   static char* arguments[] = {name, nullptr};

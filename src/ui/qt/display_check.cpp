@@ -42,11 +42,13 @@ bool StartProbe(const std::filesystem::path& probe, pid_t* process, int* report)
   posix_spawn_file_actions_destroy(&actions);
   close(ends[1]);
   *report = ends[0];
-  if (failed != 0) close(ends[0]);
-  return failed == 0;
+  if (failed == 0) return true;
+  *process = 0;
+  close(ends[0]);
+  return false;
 }
 
-// What the probe wrote until it ended or its time was over.
+// What the probe wrote until it closed its end, by ending too, or its time was over.
 std::string ReadReport(int report) {
   std::string text;
   const Clock::time_point end = Clock::now() + kLongestProbe;
@@ -67,18 +69,21 @@ std::string ReadReport(int report) {
 
 }  // namespace
 
-int CheckDisplay(const std::filesystem::path& probe, Message message) {
+DisplayProbe::~DisplayProbe() {
+  if (process_ == 0) return;
+  kill(process_, SIGKILL);
+  while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+int DisplayProbe::Connect(const std::filesystem::path& program, Message message) {
   if (!IsSet("QT_QPA_PLATFORM") && !IsSet("DISPLAY") && !IsSet("WAYLAND_DISPLAY")) {
     return message.Fail("no display: neither DISPLAY nor WAYLAND_DISPLAY is set");
   }
-  pid_t process = 0;
   int reportEnd = -1;
-  if (!StartProbe(probe, &process, &reportEnd)) return message.Fail("%s cannot be started", probe.c_str());
+  if (!StartProbe(program, &process_, &reportEnd)) return message.Fail("%s cannot be started", program.c_str());
   const std::string report = ReadReport(reportEnd);
   close(reportEnd);
-  kill(process, SIGKILL);  // it has nothing left to do; gone already, as a rule
-  while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
-  }
   if (report.ends_with(std::string(kProbeSuccess) + "\n")) return 0;
   const std::string reason = report.substr(0, report.find('\n'));
   return message.Fail("no display: %s", reason.empty() ? "no answer" : reason.c_str());

@@ -1,4 +1,5 @@
-// A program of a few lines that connects to the display as the settings window would. It reports on its standard output and ends.
+// A program of a few lines that connects to the display as the settings window would. It reports on its standard output and then holds the
+// connection until it is killed.
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -30,5 +31,7 @@ int main(int argc, char** argv) {
   qInstallMessageHandler(OnQtMessage);
   const QGuiApplication application(argc, argv);
   Report(qx::kProbeSuccess);
+  close(STDOUT_FILENO);
+  sleep(qx::kProbeSeconds);
   _exit(0);
 }
