@@ -1,0 +1,2 @@
+precision highp image2D;
+precision highp uimage2D;

@@ -1,0 +1,3 @@
+precision highp sampler2D;
+precision highp sampler3D;
+precision highp usampler2D;
