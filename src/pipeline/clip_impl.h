@@ -75,6 +75,7 @@ class Clip {
   std::atomic<OutputPixelFormat> hostFormat{OutputPixelFormat::kRgb48};  // of the latest request
   std::atomic<bool> gpuFailed{false};                                    // all later frames are developed on the processor
   std::atomic<bool> hasFullSession{false};
+  std::atomic<int32_t> uploadBits{0};  // samples that readers upload to the graphics card; 0 until the first frame has settled it
   /// Readers that work on the clip. Rises under the queue lock, falls under the clip lock.
   std::atomic<int32_t> activeReaders{0};
 

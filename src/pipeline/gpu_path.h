@@ -2,12 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "develop/develop_params.h"
+#include "develop/gpu/context.h"
 #include "develop/pixel_format.h"
 #include "media/raw_frame.h"
 #include "pipeline/frame_job.h"
+#include "pipeline/gpu_switches.h"
 
 namespace qx {
 
@@ -33,6 +36,10 @@ class GpuPath {
 
 /// The graphics path of a build that has none: EnsureStarted answers -1 and logs that, once.
 std::unique_ptr<GpuPath> CreateAbsentGpuPath();
+
+using GlDriverFactory = std::function<std::unique_ptr<GlDriver>()>;
+/// The graphics path over a driver, which is created on the GPU thread.
+std::unique_ptr<GpuPath> CreateGpuPath(GlDriverFactory createDriver, const GpuSwitches& switches);
 
 /// The format in which the graphics card hands out a frame: the host's own where the output pass can write it, else 16-bit RGB.
 OutputPixelFormat ChooseGpuOutputCode(bool hasOutputPass, OutputPixelFormat hostFormat, OutputKind outputKind, int32_t sizeLevel);

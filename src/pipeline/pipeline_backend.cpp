@@ -2,6 +2,7 @@
 
 #include "develop/cpu/cpu_session.h"
 #include "pipeline/source_open.h"
+#include "platform/environment.h"
 #include "platform/file.h"
 
 namespace qx {
@@ -36,7 +37,8 @@ std::unique_ptr<ProcessorSession> CreateSession(const DngInfo& camera, const Dev
 }  // namespace
 
 PipelineBackend DefaultPipelineBackend() {
-  return {OpenFile, source_timeline_open, frame_source_open, CreateSession, CreateAbsentGpuPath};
+  return {OpenFile, source_timeline_open, frame_source_open, CreateSession,
+          [] { return CreateGpuPath(CreateSystemGlDriver, ReadGpuSwitches(ReadEnvironment)); }};
 }
 
 }  // namespace qx

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <thread>
 
+#include "base/log.h"
 #include "develop/cpu/cpu_session.h"
 #include "pipeline/clip_impl.h"
 #include "pipeline/source_open.h"
@@ -82,10 +83,14 @@ class Reference {
 class ArchiveClip : public testing::Test {
  protected:
   void SetUp() override {
+    SetCpuOnly(true);  // the reference is the processor's, to the last bit
     path_ = std::filesystem::temp_directory_path() / ("qx_archive_clip_" + std::to_string(CurrentThreadId()) + ".zip");
     std::ofstream(path_, std::ios::binary).write(reinterpret_cast<const char*>(archive_.data()), std::streamsize(archive_.size()));
   }
-  void TearDown() override { std::filesystem::remove(path_); }
+  void TearDown() override {
+    std::filesystem::remove(path_);
+    SetCpuOnly(false);
+  }
 
   ClipPtr Open(const DevelopOptions& options = {}) {
     MessageBuffer<256> message;

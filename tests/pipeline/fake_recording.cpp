@@ -24,6 +24,13 @@ class FakeFrames final : public FrameSource {
     camera_.cropWidth = float(recording.width);
     camera_.cropHeight = float(recording.height);
     camera_.cfa = recording.cfa;
+    // One strip of black 16-bit samples.
+    camera_.bitsPerSample = 16;
+    camera_.contiguous = true;
+    camera_.totalStripBytes = uint64_t(recording.width) * recording.height * 2;
+    camera_.stripOffsets = {0};
+    camera_.stripByteCounts = {camera_.totalStripBytes};
+    strip_.resize(size_t(camera_.totalStripBytes));
   }
   int32_t FrameCount() const override { return recording_.frames; }
   double FramesPerSecond() const override { return recording_.fps; }
@@ -35,6 +42,8 @@ class FakeFrames final : public FrameSource {
     }
     out->frame = frame;
     out->samples = flags == kReadUnpacked ? &sample_ : nullptr;
+    out->described = &camera_;
+    out->data = Bytes(strip_);
     return recording_.onRead(frame);
   }
   const char* LastMessage() const override { return "cannot read"; }
@@ -44,6 +53,7 @@ class FakeFrames final : public FrameSource {
   FakeRecording& recording_;
   DngInfo camera_;
   const uint16_t sample_ = 0;
+  std::vector<uint8_t> strip_;
 };
 
 class FakeSession final : public ProcessorSession {

@@ -83,6 +83,7 @@ class EglDriver final : public GlDriver {
   bool OpenPlace(GlPlace place) override {
     if (place.y != 0 || place.x < 0 || size_t(place.x) >= displays_.size()) return false;
     const PlatformDisplay& wanted = displays_[size_t(place.x)];
+    if (wanted.isSoftware && !MayUseSoftware("device")) return false;  // known without loading its driver
     display_ = egl_.getPlatformDisplay(wanted.platform, wanted.native, nullptr);
     const bool isOpen = display_ != EGL_NO_DISPLAY && egl_.initialize(display_, nullptr, nullptr) && egl_.bindApi(EGL_OPENGL_API) &&
                         HasWord(egl_.queryString(display_, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context");
@@ -104,9 +105,7 @@ class EglDriver final : public GlDriver {
     if (!Create(&legacy_, noWishes)) return false;
     const auto getString = reinterpret_cast<PFNGLGETSTRINGPROC>(Function("glGetString"));
     const char* renderer = getString != nullptr ? reinterpret_cast<const char*>(getString(GL_RENDERER)) : nullptr;
-    if (!IsSoftware(renderer) || allowsSoftware_) return true;
-    LogPipeline("GL: software renderer %s refused, set QORIX_IMPORT_GPU=software to use it", renderer);
-    return false;
+    return !IsSoftware(renderer) || MayUseSoftware(renderer);
   }
 
   bool CanCreateAttempts() override { return HasWord(egl_.queryString(display_, EGL_EXTENSIONS), "EGL_KHR_create_context"); }
@@ -137,7 +136,13 @@ class EglDriver final : public GlDriver {
   struct PlatformDisplay {
     EGLenum platform;
     void* native;
+    bool isSoftware;
   };
+
+  bool MayUseSoftware(const char* name) const {
+    if (!allowsSoftware_) LogPipeline("GL: software renderer (%s) refused, set QORIX_IMPORT_GPU=software to use it", name);
+    return allowsSoftware_;
+  }
 
   // Real devices before the ones that the processor plays.
   void FindDevices() {
@@ -147,11 +152,13 @@ class EglDriver final : public GlDriver {
     const bool hasDevices = HasWord(client, "EGL_EXT_platform_device") && egl_.queryDevices != nullptr &&
                             egl_.queryDeviceString != nullptr && egl_.queryDevices(kMostDevices, devices, &count);
     if (!hasDevices) count = 0;
-    for (EGLint i = 0; i < count; ++i) displays_.push_back({EGL_PLATFORM_DEVICE_EXT, devices[i]});
-    std::stable_partition(displays_.begin(), displays_.end(), [&](const PlatformDisplay& display) {
-      return !HasWord(egl_.queryDeviceString(display.native, EGL_EXTENSIONS), "EGL_MESA_device_software");
-    });
-    if (count == 0 && HasWord(client, "EGL_MESA_platform_surfaceless")) displays_.push_back({EGL_PLATFORM_SURFACELESS_MESA, nullptr});
+    for (EGLint i = 0; i < count; ++i) {
+      const bool isSoftware = HasWord(egl_.queryDeviceString(devices[i], EGL_EXTENSIONS), "EGL_MESA_device_software");
+      displays_.push_back({EGL_PLATFORM_DEVICE_EXT, devices[i], isSoftware});
+    }
+    std::stable_partition(displays_.begin(), displays_.end(), [](const PlatformDisplay& display) { return !display.isSoftware; });
+    if (count == 0 && HasWord(client, "EGL_MESA_platform_surfaceless"))
+      displays_.push_back({EGL_PLATFORM_SURFACELESS_MESA, nullptr, false});
   }
 
   bool Create(EGLContext* context, const EGLint* wishes) {
