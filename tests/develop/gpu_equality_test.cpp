@@ -175,6 +175,8 @@ TEST(GpuEquality, DevelopsTheProcessorsFrames) {
   for (const Output& output : outputs) {
     for (const Picture& picture : pictures) {
       for (const Demosaic method : {Demosaic::kGradient5x5, Demosaic::kAhd, Demosaic::kBilinear, Demosaic::kAhdRefined}) {
+        const bool isTall = &picture - pictures >= 3;
+        if (isTall && method != Demosaic::kGradient5x5 && method != Demosaic::kAhdRefined) continue;
         SCOPED_TRACE(testing::Message() << output.name << ", " << picture.name << ", method " << int(method));
         Scene scene;
         scene.params.demosaic = method;

@@ -3,6 +3,12 @@
 #include <cstdlib>
 #include <utility>
 
+// The software driver has worker threads of its own and is not built for the thread sanitizer, which therefore misses the locks inside it.
+// The GPU thread itself is tested over a made-up driver too, where nothing is left out.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
+  return "race:swrast_dri.so\nmutex:swrast_dri.so\ncalled_from_lib:swrast_dri.so\n";
+}
+
 namespace qx {
 
 namespace {

@@ -111,7 +111,7 @@ TEST(GpuPath, DeliversEveryFrameWhateverFails) {
       SCOPED_TRACE(testing::Message() << mode.name << (lost ? ", device lost" : ", one failure"));
       int64_t calls = 1;
       int failures = 0;
-      for (int64_t n = 1; n <= calls; n += n < 40 ? 1 : 3) {
+      for (int64_t n = 1; n <= calls; n += n < 40 ? 1 : 7) {
         SCOPED_TRACE(n);
         FakeGl fakeGl;
         (lost ? fakeGl.failFrom : fakeGl.failAt) = n;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/shared_library.h"
 #include "platform/thread.h"
 
 namespace qx {
@@ -30,15 +29,6 @@ TEST(Event, WakesAWaitingThread) {
     answered.Wait();
   }
   thread->Join();
-}
-
-TEST(SharedLibrary, FindsWhatIsThereAndNothingElse) {
-  void* library = LoadSystemLibrary("libm.so.6");
-  ASSERT_NE(library, nullptr);
-  EXPECT_NE(FindSymbol(library, "cos"), nullptr);
-  EXPECT_EQ(FindSymbol(library, "no_such_function"), nullptr);
-  EXPECT_EQ(LoadSystemLibrary("libno-such-library.so"), nullptr);
-  EXPECT_EQ(FindSymbol(nullptr, "cos"), nullptr);
 }
 
 }  // namespace qx

@@ -13,7 +13,7 @@
 #include "base/log.h"
 #include "develop/gpu/context.h"
 #include "platform/environment.h"
-#include "platform/shared_library.h"
+#include "platform/module.h"
 
 namespace qx {
 
@@ -47,9 +47,10 @@ struct EglFunctions {
   PFNEGLQUERYDEVICESTRINGEXTPROC queryDeviceString = nullptr;
 
   EglFunctions() {
-    void* library = LoadSystemLibrary("libEGL.so.1");
+    void* library = LoadSharedModule("libEGL.so.1", Message());
     const auto load = [&](auto& function, const char* name) {
-      function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(FindSymbol(library, name));
+      function =
+          library != nullptr ? reinterpret_cast<std::remove_reference_t<decltype(function)>>(FindModuleSymbol(library, name)) : nullptr;
       return function != nullptr;
     };
     complete = load(getProcAddress, "eglGetProcAddress") && load(queryString, "eglQueryString") && load(initialize, "eglInitialize") &&
