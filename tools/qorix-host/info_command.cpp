@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "host/selectors.h"
+#include "play_log.h"
 
 namespace tool {
 
@@ -35,7 +37,16 @@ std::string AudioText(const standin::ClipFacts& facts) {
                      facts.audioRate, facts.audioFrames, facts.audioRate > 0 ? double(facts.audioFrames) / facts.audioRate : 0.0);
 }
 
-void PrintTable(const CommonOptions& common, const Session& session) {
+// Only a frame makes the plug-in look for a graphics card: the smallest that the clip offers.
+GraphicsFacts LookForGraphics(const Session& session, CommonOptions common, PlayLog* log) {
+  common.size = session.facts.sizes.size() > 2 ? "quarter" : session.facts.sizes.size() > 1 ? "half" : "full";
+  standin::FrameRequest request;
+  int32_t result = 0;
+  if (MakeRequest(session, common, qx::host::kIntentPlaying, &request)) session.clip->GetFrame(request, &result);
+  return FindGraphics(log->TakeLines());
+}
+
+void PrintTable(const CommonOptions& common, const Session& session, const GraphicsFacts& graphics) {
   const standin::ClipFacts& facts = session.facts;
   const double fps = facts.framesPerSecond();
   const auto row = [](const char* name, const std::string& value) { fmt::print("  {:<14} {}\n", name, value); };
@@ -52,9 +63,10 @@ void PrintTable(const CommonOptions& common, const Session& session) {
   row("colour space", facts.colorSpace.empty() ? "not declared" : facts.colorSpace);
   row("memory", fmt::format("{} MB while open", facts.extraMemoryBytes / 1000000));
   row("content state", facts.contentState);
+  row("graphics", graphics.text);
 }
 
-void PrintJson(const CommonOptions& common, const standin::ClipFacts& facts) {
+void PrintJson(const CommonOptions& common, const standin::ClipFacts& facts, const GraphicsFacts& graphics) {
   nlohmann::ordered_json json;
   json["file"] = common.clipPath;
   json["width"] = facts.width;
@@ -71,18 +83,21 @@ void PrintJson(const CommonOptions& common, const standin::ClipFacts& facts) {
   json["colorSpace"] = facts.colorSpace;
   json["memoryBytes"] = facts.extraMemoryBytes;
   json["contentState"] = facts.contentState;
+  json["graphics"] = {{"used", graphics.used}, {"text", graphics.text}};
   fmt::print("{}\n", json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 }  // namespace
 
 int RunInfo(const CommonOptions& common, bool json) {
+  PlayLog log;
   Session session = OpenSession(common);
   if (session.failure != kOk) return session.failure;
+  const GraphicsFacts graphics = LookForGraphics(session, common, &log);
   if (json) {
-    PrintJson(common, session.facts);
+    PrintJson(common, session.facts, graphics);
   } else {
-    PrintTable(common, session);
+    PrintTable(common, session, graphics);
   }
   return session.Finish();
 }

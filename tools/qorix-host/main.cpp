@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "option_checks.h"
 #include "settings_text.h"
+#include "standin/process.h"
 
 namespace {
 
@@ -54,6 +55,11 @@ int main(int argc, char** argv) {
   app.footer(kFooter);
   tool::CommonOptions common;
   app.add_option("--plugin", common.pluginPath, "the plug-in to load (default: the one beside this program)")->check(CLI::ExistingFile);
+
+  app.fallthrough();
+  bool onProcessor = false, onCard = false;
+  CLI::Option* cpu = app.add_flag("--cpu", onProcessor, "develop on the processor only");
+  app.add_flag("--gpu", onCard, "develop on the graphics card, even when it is a software one")->excludes(cpu);
 
   bool json = false;
   CLI::App* info = app.add_subcommand("info", "tell everything the plug-in says of a clip");
@@ -119,6 +125,12 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? tool::kOk : tool::kUsage;
+  }
+  // The plug-in reads its variables when it is loaded.
+  if (onProcessor) standin::SetVariable("QORIX_IMPORT_CPU", "1");
+  if (onCard) {
+    standin::SetVariable("QORIX_IMPORT_CPU", "0");
+    standin::SetVariable("QORIX_IMPORT_GPU", "software");
   }
   if (*info) return tool::RunInfo(common, json);
   if (*frame) return tool::RunFrame(common, frameOptions);

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <string_view>
+#include <utility>
 
 #include "standin/process.h"
 
@@ -38,17 +40,40 @@ PlayLog::~PlayLog() {
   if (temporary_) std::filesystem::remove(path_, error);
 }
 
-std::vector<RunSummary> PlayLog::TakeRuns() {
-  std::vector<RunSummary> runs;
+std::vector<LogLine> PlayLog::TakeLines() {
+  std::vector<LogLine> lines;
   std::ifstream log(path_, std::ios::binary);
   log.seekg(std::streamoff(position_));
   for (std::string line; std::getline(log, line);) {
     position_ += line.size() + 1;
-    const std::optional<LogLine> parsed = ParseLogLine(line);
-    if (!parsed) continue;
-    if (const auto* run = std::get_if<RunSummary>(&parsed->event)) runs.push_back(*run);
+    if (std::optional<LogLine> parsed = ParseLogLine(line)) lines.push_back(std::move(*parsed));
+  }
+  return lines;
+}
+
+std::vector<RunSummary> PlayLog::TakeRuns() {
+  std::vector<RunSummary> runs;
+  for (const LogLine& line : TakeLines()) {
+    if (const auto* run = std::get_if<RunSummary>(&line.event)) runs.push_back(*run);
   }
   return runs;
+}
+
+GraphicsFacts FindGraphics(const std::vector<LogLine>& lines) {
+  constexpr std::string_view kPrefix = "GL: ", kOk = " (ok)", kNone = " (no GPU, CPU path)";
+  GraphicsFacts facts = {false, "not asked for: frames are developed on the processor"};
+  for (const LogLine& line : lines) {
+    const std::string_view text = line.text;
+    const auto inner = [&](std::string_view suffix) {
+      return std::string(text.substr(kPrefix.size(), text.size() - kPrefix.size() - suffix.size()));
+    };
+    if (text.starts_with(kPrefix) && text.ends_with(kOk)) facts.text = inner(kOk);
+    if (text.starts_with(kPrefix) && text.ends_with(kNone))
+      facts.text = "none (" + inner(kNone) + "): frames are developed on the processor";
+    const auto* frame = std::get_if<FrameMade>(&line.event);
+    if (frame != nullptr && frame->ok) facts.used = frame->gpu;
+  }
+  return facts;
 }
 
 std::string RunText(const RunSummary& run) {

@@ -1,4 +1,4 @@
-// The plug-in's own account of a playback, out of its diagnostic log.
+// What the plug-in tells of itself, out of its diagnostic log.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,9 @@ class PlayLog {
   PlayLog(const PlayLog&) = delete;
   PlayLog& operator=(const PlayLog&) = delete;
 
-  /// The runs that the plug-in has told of since the last call, in their order.
+  /// What the plug-in has written since the last call.
+  std::vector<LogLine> TakeLines();
+  /// The runs that it has told of since the last call, in their order.
   std::vector<RunSummary> TakeRuns();
 
  private:
@@ -25,6 +27,13 @@ class PlayLog {
   bool temporary_ = false;
   uint64_t position_ = 0;  // what was in the log before is not ours
 };
+
+/// Where frames were developed, as the lines up to a delivered frame tell: the graphics card and its OpenGL version, or why there is none.
+struct GraphicsFacts {
+  bool used = false;
+  std::string text;
+};
+GraphicsFacts FindGraphics(const std::vector<LogLine>& lines);
 
 /// The run as lines for people.
 std::string RunText(const RunSummary& run);
