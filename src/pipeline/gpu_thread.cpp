@@ -190,12 +190,17 @@ void GpuThread::Handle(GpuRequest* request) {
         break;
       case GpuRequest::Kind::kDevelop:
         result = Issue(request, &answerLater);
+        if (result != GpuRequest::kDone) DropFailedClip(*request->clip);
         break;
     }
   } catch (...) {
     // Only std::bad_alloc of a small container gets here, before the frame is in flight.
   }
   if (!answerLater) Answer(request, result);
+}
+
+void GpuThread::DropFailedClip(const Clip& clip) {
+  if (flight_.count == 0) sessions_.Release(clip);
 }
 
 int32_t GpuThread::Reserve(GpuRequest* request) {
@@ -288,6 +293,7 @@ void GpuThread::CompleteOldest() {
               frame.issueMs, waitMs, job.times.copyMs);
   oldest_ = (oldest_ + 1) % kMostReadBackSlots;
   --flight_.count;
+  if (!arrived) DropFailedClip(*frame.request->clip);
   Answer(frame.request, arrived ? GpuRequest::kDone : GpuRequest::kFailed);
 }
 

@@ -61,6 +61,8 @@ class GpuThread {
   void TearDown();
 
   void Handle(GpuRequest* request);
+  /// The clip goes on on the processor: its sessions, if nothing of them is in flight, give their memory back.
+  void DropFailedClip(const Clip& clip);
   int32_t Reserve(GpuRequest* request);
   /// kDone: issued. A frame in flight is answered when it completes, everything else at once.
   int32_t Issue(GpuRequest* request, bool* answerLater);

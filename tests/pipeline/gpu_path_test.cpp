@@ -144,8 +144,10 @@ TEST(GpuPath, AFailureInMidPlaybackMovesThatClipAlone) {
     EXPECT_EQ(Ask(a, 0), kGpuFrame);
     EXPECT_EQ(Ask(b, 0), kGpuFrame);
     // The GPU thread is idle: what it calls next, it calls for the next frame.
+    const int64_t before = fakeGl.liveObjects();
     fakeGl.failAt = fakeGl.calls() + 20;
     EXPECT_EQ(Ask(a, 10), 10);
+    EXPECT_LT(fakeGl.liveObjects(), before) << "the clip's session is of no use any more";
     EXPECT_EQ(log.Count("frame 10: GPU failed, CPU from now on"), 1);
     EXPECT_EQ(Ask(a, 11), 11);
     EXPECT_EQ(Ask(b, 11), kGpuFrame);

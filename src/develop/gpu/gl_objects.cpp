@@ -18,7 +18,9 @@ bool GlImage2D::Resize(int width, int height) {
   BindTexture(0, GL_TEXTURE_2D, name());
   gl.TexStorage2D(GL_TEXTURE_2D, 1, format_, width, height);
   SetNearestClamped(GL_TEXTURE_2D);
-  return true;
+  if (NoGlError()) return true;
+  texture_.Reset();  // an object without its storage must not pass for an image later
+  return false;
 }
 
 bool GlGrowBuffer::Reserve(uint64_t bytes) {

@@ -107,7 +107,7 @@ class GlFence {
 class GlImage2D {
  public:
   explicit GlImage2D(GLenum format) : format_(format) {}
-  /// False when the driver gives no object; a lack of memory shows as a GL error.
+  /// False when the driver has no memory for it; clears the error.
   [[nodiscard]] bool Resize(int width, int height);
   GLuint name() const { return texture_.name(); }
   int width() const { return width_; }
@@ -125,7 +125,7 @@ class GlImage2D {
 class GlGrowBuffer {
  public:
   GlGrowBuffer(GLenum target, GLenum usage) : target_(target), usage_(usage) {}
-  /// Leaves it bound to its target. False when the driver gives no object; a lack of memory shows as a GL error.
+  /// Leaves it bound to its target. False when the driver has no memory for it; clears the error.
   [[nodiscard]] bool Reserve(uint64_t bytes);
   GLuint name() const { return buffer_.name(); }
   uint64_t bytes() const { return bytes_; }

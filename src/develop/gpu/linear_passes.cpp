@@ -79,7 +79,7 @@ bool GainTexture::Upload(const GainTable& gains) {
   gl.TexStorage2D(GL_TEXTURE_2D, 1, GL_RGBA32F, width, height);
   SetNearestClamped(GL_TEXTURE_2D);
   gl.TexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, height, GL_RGBA, GL_FLOAT, texels.data());
-  return true;
+  return NoGlError();
 }
 
 int LinearPasses::Build(Message message) {
@@ -125,8 +125,8 @@ void LinearPasses::Dispatch() const {
 
 bool LinearPasses::Run(const LinearFrame& frame, const SampleLayout& samples, Demosaic method) {
   if (!Resize(frame.geometry.activeWidth, frame.geometry.activeHeight, method)) return false;
-  if (!gainsUploaded_ && !gainTexture_.Upload(frame.gains)) return false;
-  gainsUploaded_ = true;
+  gainsUploaded_ = gainsUploaded_ || gainTexture_.Upload(frame.gains);
+  if (!gainsUploaded_) return false;
   Unpack(frame, samples);
   BindTexture(kUnitMosaic, GL_TEXTURE_2D, mosaic_.name());
   switch (method) {
