@@ -4,7 +4,7 @@
 
 #include "commands.h"
 #include "host/selectors.h"
-#include "play_log.h"
+#include "plugin_log.h"
 
 namespace tool {
 
@@ -38,12 +38,12 @@ std::string AudioText(const standin::ClipFacts& facts) {
 }
 
 // Only a frame makes the plug-in look for a graphics card: the smallest that the clip offers.
-GraphicsFacts LookForGraphics(const Session& session, CommonOptions common, PlayLog* log) {
+GraphicsFacts LookForGraphics(const Session& session, CommonOptions common) {
   common.size = session.facts.sizes.size() > 2 ? "quarter" : session.facts.sizes.size() > 1 ? "half" : "full";
   standin::FrameRequest request;
   int32_t result = 0;
   if (MakeRequest(session, common, qx::host::kIntentPlaying, &request)) session.clip->GetFrame(request, &result);
-  return FindGraphics(log->TakeLines());
+  return FindGraphics(session.log->TakeLines());
 }
 
 void PrintTable(const CommonOptions& common, const Session& session, const GraphicsFacts& graphics) {
@@ -90,10 +90,11 @@ void PrintJson(const CommonOptions& common, const standin::ClipFacts& facts, con
 }  // namespace
 
 int RunInfo(const CommonOptions& common, bool json) {
-  PlayLog log;
-  Session session = OpenSession(common);
+  CommonOptions logged = common;
+  logged.readLog = true;
+  Session session = OpenSession(logged);
   if (session.failure != kOk) return session.failure;
-  const GraphicsFacts graphics = LookForGraphics(session, common, &log);
+  const GraphicsFacts graphics = LookForGraphics(session, common);
   if (json) {
     PrintJson(common, session.facts, graphics);
   } else {

@@ -5,7 +5,7 @@
 
 #include "commands.h"
 #include "host/selectors.h"
-#include "play_log.h"
+#include "plugin_log.h"
 #include "tools/common/progress.h"
 
 namespace tool {
@@ -22,9 +22,11 @@ void SleepUntilMs(double when) {
 // A frame is asked for when its turn comes and must be there before the next one's; frames whose turn is already over are dropped, as a
 // host does that keeps the sound in time.
 int RunPlay(const CommonOptions& common, const PlayOptions& options) {
-  PlayLog log;
-  Session session = OpenSession(common);
+  CommonOptions logged = common;
+  logged.readLog = true;
+  Session session = OpenSession(logged);
   if (session.failure != kOk) return session.failure;
+  PluginLog& log = *session.log;
   standin::FrameRequest request;
   if (!MakeRequest(session, common, qx::host::kIntentPlaying, &request)) return kUsage;
   const double fps = options.fps > 0 ? options.fps : session.facts.framesPerSecond();
