@@ -1,11 +1,7 @@
 #include "base/grow_buffer.h"
 
 #include <atomic>
-#include <cstdlib>
-
-#if defined(_WIN32)
-#include <malloc.h>
-#endif
+#include <new>
 
 namespace qx {
 
@@ -29,19 +25,11 @@ void FailAllocationForTest(int64_t n) {
 void* AllocateAligned(uint64_t bytes) {
   if (bytes > kLargestBlock || ShouldFail()) return nullptr;
   const uint64_t rounded = (bytes + kAlignment - 1) / kAlignment * kAlignment;
-#if defined(_WIN32)
-  return _aligned_malloc(size_t(rounded == 0 ? kAlignment : rounded), kAlignment);
-#else
-  return std::aligned_alloc(kAlignment, size_t(rounded == 0 ? kAlignment : rounded));
-#endif
+  return ::operator new(size_t(rounded == 0 ? kAlignment : rounded), std::align_val_t(kAlignment), std::nothrow);
 }
 
 void FreeAligned(void* block) {
-#if defined(_WIN32)
-  _aligned_free(block);
-#else
-  std::free(block);
-#endif
+  ::operator delete(block, std::align_val_t(kAlignment));
 }
 
 }  // namespace qx

@@ -1,10 +1,9 @@
 #include "importer/host_language.h"
 
-#include <strings.h>
-
 #include <atomic>
 #include <cstring>
 
+#include "base/ascii.h"
 #include "importer/host_suite.h"
 #include "ui/settings_labels.h"
 
@@ -17,7 +16,7 @@ std::atomic<bool> languageAsked{false};
 std::atomic<int> hostLanguage{0};
 
 bool Matches(std::string_view language, std::string_view code) {
-  if (language.size() < code.size() || strncasecmp(language.data(), code.data(), code.size()) != 0) return false;
+  if (!EqualsIgnoringAsciiCase(language.substr(0, code.size()), code)) return false;
   if (code.size() > 2) return true;
   return language.size() == 2 || language[2] == '_' || language[2] == '-';
 }

@@ -1,9 +1,8 @@
 #include "importer/importer_clip.h"
 
-#include <strings.h>
-
 #include <optional>
 
+#include "base/ascii.h"
 #include "host/pixel_formats.h"
 #include "host/selectors.h"
 #include "importer/default_options.h"
@@ -24,7 +23,7 @@ int32_t CurveFromName(const std::string& name) {
     int32_t curve;
   };
   for (const Row& row : {Row{"di", 1}, Row{"rec709", 2}, Row{"linear", 3}}) {
-    if (strcasecmp(name.c_str(), row.name) == 0) return row.curve;
+    if (EqualsIgnoringAsciiCase(name, row.name)) return row.curve;
   }
   return 0;
 }

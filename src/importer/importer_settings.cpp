@@ -1,10 +1,9 @@
 #include "importer/importer_settings.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <atomic>
 
+#include "base/ascii.h"
 #include "host/pixel_formats.h"
 #include "importer/diagnostic_log.h"
 #include "importer/host_formats.h"
@@ -14,10 +13,6 @@ namespace qx {
 namespace {
 
 constexpr size_t kMaxExplicitFormats = 16;
-
-bool EqualsIgnoringCase(const std::string& a, const char* b) {
-  return strcasecmp(a.c_str(), b) == 0;
-}
 
 bool IsSwitchedOn(const EnvironmentLookup& lookup, const char* name) {
   const std::optional<std::string> value = lookup(name, 8);
@@ -35,11 +30,11 @@ std::vector<uint32_t> DefaultFormats(const EnvironmentLookup& lookup) {
   std::vector<uint32_t> formats = {host::kBgra16, host::kBgraFloat, host::kBgra8};
   const std::optional<std::string> value = lookup("QORIX_IMPORT_FMT", 16);
   if (!value) return formats;
-  if (EqualsIgnoringCase(*value, "no8")) {
+  if (EqualsIgnoringAsciiCase(*value, "no8")) {
     formats.pop_back();
-  } else if (EqualsIgnoringCase(*value, "32f")) {
+  } else if (EqualsIgnoringAsciiCase(*value, "32f")) {
     SwapToFront(formats, host::kBgraFloat);
-  } else if (EqualsIgnoringCase(*value, "8u")) {
+  } else if (EqualsIgnoringAsciiCase(*value, "8u")) {
     SwapToFront(formats, host::kBgra8);
   }
   return formats;
@@ -73,7 +68,7 @@ ImporterSettings ReadImporterSettings(const EnvironmentLookup& lookup) {
   settings.slog3Narrow = IsSwitchedOn(lookup, "QORIX_IMPORT_SLOG3_NARROW");
   settings.asyncOffered = IsSwitchedOn(lookup, "QORIX_IMPORT_ASYNC");
   settings.tagFrames = !lookup("QORIX_IMPORT_TAG", 8).value_or("").starts_with('0');
-  settings.predefinedColorSpace = EqualsIgnoringCase(lookup("QORIX_IMPORT_CS", 16).value_or(""), "predef");
+  settings.predefinedColorSpace = EqualsIgnoringAsciiCase(lookup("QORIX_IMPORT_CS", 16).value_or(""), "predef");
   settings.defaultFormats = DefaultFormats(lookup);
   settings.explicitFormats = ParseFormatList(lookup("QORIX_IMPORT_FMTLIST", 128).value_or(""));
   return settings;
