@@ -1,0 +1,11 @@
+# The libraries of the native build, from their packages.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(deflate REQUIRED IMPORTED_TARGET GLOBAL libdeflate)
+pkg_check_modules(zstd REQUIRED IMPORTED_TARGET GLOBAL libzstd)
+if(NOT QX_LIBFUZZER)
+  find_package(CLI11 REQUIRED)
+  find_package(fmt REQUIRED)
+  find_package(PNG REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+  find_package(GTest REQUIRED)
+endif()
