@@ -6,7 +6,7 @@
 
 namespace standin {
 
-/// The plug-in beside the running program, in the platform's file name.
+/// The plug-in beside the running program, in the platform's file name, as UTF-8.
 std::string DefaultImporterPath();
 
 /// An environment variable of this process, "" when it is not set. Set it before the plug-in is loaded: that reads its variables then.
@@ -15,5 +15,11 @@ void SetVariable(const char* name, const std::string& value);
 
 /// Largest resident size so far, in bytes; 0 when the system does not tell.
 uint64_t PeakMemoryBytes();
+
+/// How often this process has the file at `path` (UTF-8) open.
+int OpenHandlesOf(const std::string& path);
+
+/// Running threads of this process with this name.
+int ThreadsNamed(const std::string& name);
 
 }  // namespace standin

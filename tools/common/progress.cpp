@@ -14,7 +14,7 @@ constexpr int kBarWidth = 40;
 
 }  // namespace
 
-Progress::Progress(std::string label, size_t total) : label_(std::move(label)), total_(total), onTerminal_(isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(std::string label, size_t total) : label_(std::move(label)), total_(total), onTerminal_(isatty(STDERR_FILENO) != 0) {}
 
 Progress::~Progress() {
   if (lastPercent_ >= 0) fmt::print(stderr, "\r{:{}}\r", "", label_.size() + kBarWidth + 10);

@@ -8,6 +8,8 @@
 
 #include "platform/file.h"
 #include "report.h"
+#include "tools/common/command_line.h"
+#include "tools/common/paths.h"
 #include "tools/common/progress.h"
 
 namespace {
@@ -21,11 +23,11 @@ tool::Health NotOpened(std::string reason) {
 
 tool::Health CheckFile(const std::string& path, bool decode) {
   std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  const std::filesystem::file_status status = std::filesystem::status(tool::PathOf(path), error);
   if (!std::filesystem::exists(status)) return NotOpened("there is no such file");
   if (std::filesystem::is_directory(status)) return NotOpened("this is a folder");
   qx::File file;
-  if (!file.Open(path)) return NotOpened("it may not be read");
+  if (!file.Open(tool::PathOf(path))) return NotOpened("it may not be read");
   tool::Progress progress("checking");
   tool::Health health = tool::CheckHealth(file, decode, [&](size_t done, size_t total) { progress.Show(done, total); });
   tool::NoteWrongName(path, &health);
@@ -35,6 +37,7 @@ tool::Health CheckFile(const std::string& path, bool decode) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const tool::CommandLine commandLine(argc, argv);
   CLI::App app("Tells what is whole, damaged or lost in recordings: CinemaDNG RAW-ZIP archives and .qorix files.");
   app.footer(
       "Exit code: 0 whole, 1 damaged but readable, 2 unreadable, 3 wrong use,\n4 no such file, or it may not be read; of several files the "
@@ -45,7 +48,7 @@ int main(int argc, char** argv) {
   app.add_flag("--json", json, "as JSON, one object a file, nothing left out");
   app.add_flag("--quick", quick, "look at the structure only, decode no frames");
   try {
-    app.parse(argc, argv);
+    app.parse(commandLine.count(), commandLine.arguments());
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 3;
   }

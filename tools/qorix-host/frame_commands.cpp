@@ -9,6 +9,7 @@
 #include "host/selectors.h"
 #include "picture.h"
 #include "standin/process.h"
+#include "tools/common/paths.h"
 #include "tools/common/progress.h"
 
 namespace tool {
@@ -111,7 +112,7 @@ int RunFrames(const CommonOptions& common, const FramesOptions& options) {
     return kUsage;
   }
   std::error_code error;
-  if (!options.folder.empty() && !std::filesystem::create_directories(options.folder, error) && error) {
+  if (!options.folder.empty() && !std::filesystem::create_directories(PathOf(options.folder), error) && error) {
     fmt::print(stderr, "qorix-host: {}: {}\n", options.folder, error.message());
     return kWriteFailed;
   }

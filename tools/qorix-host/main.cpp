@@ -6,6 +6,8 @@
 #include "option_checks.h"
 #include "settings_text.h"
 #include "standin/process.h"
+#include "tools/common/command_line.h"
+#include "tools/common/paths.h"
 
 namespace {
 
@@ -15,7 +17,7 @@ constexpr const char* kFooter =
     "The plug-in's environment variables (QORIX_IMPORT_LOG, QORIX_IMPORT_CURVE, …) work here too.";
 
 void AddClip(CLI::App* command, tool::CommonOptions* common) {
-  command->add_option("FILE", common->clipPath, "the recording")->required()->check(CLI::ExistingFile);
+  command->add_option("FILE", common->clipPath, "the recording")->required()->check(tool::CheckFileExists);
 }
 
 void AddSizeAndFormat(CLI::App* command, tool::CommonOptions* common) {
@@ -27,7 +29,7 @@ void AddSizeAndFormat(CLI::App* command, tool::CommonOptions* common) {
 
 void AddPrefs(CLI::App* command, tool::CommonOptions* common) {
   command->add_option("--prefs", common->prefsPath, "settings block to store with the clip, as \"settings --prefs\" writes it")
-      ->check(CLI::ExistingFile);
+      ->check(tool::CheckFileExists);
 }
 
 CLI::App* AddSettings(CLI::App* app, tool::CommonOptions* common, tool::SettingsOptions* options, tool::FrameOptions* frame) {
@@ -35,7 +37,7 @@ CLI::App* AddSettings(CLI::App* app, tool::CommonOptions* common, tool::Settings
   settings->footer(tool::kSettingsKeysHelp);
   AddClip(settings, common);
   settings->add_option("--set", options->edits, "change a setting; may be repeated")->type_name("KEY=VALUE")->allow_extra_args(false);
-  CLI::Option* lut = settings->add_option("--lut", options->lutPath, "use this .cube file")->check(CLI::ExistingFile);
+  CLI::Option* lut = settings->add_option("--lut", options->lutPath, "use this .cube file")->check(tool::CheckFileExists);
   settings->add_flag("--no-lut", options->noLut, "use no LUT")->excludes(lut);
   settings->add_flag("--dialog", options->dialog, "open the plug-in's settings window, as a host does");
   settings->add_option(
@@ -50,11 +52,12 @@ CLI::App* AddSettings(CLI::App* app, tool::CommonOptions* common, tool::Settings
 }  // namespace
 
 int main(int argc, char** argv) {
+  const tool::CommandLine commandLine(argc, argv);
   CLI::App app("Drives the qorix importer plug-in as a video-editing host would.");
   app.require_subcommand(1);
   app.footer(kFooter);
   tool::CommonOptions common;
-  app.add_option("--plugin", common.pluginPath, "the plug-in to load (default: the one beside this program)")->check(CLI::ExistingFile);
+  app.add_option("--plugin", common.pluginPath, "the plug-in to load (default: the one beside this program)")->check(tool::CheckFileExists);
 
   app.fallthrough();
   bool onProcessor = false, onCard = false;
@@ -118,11 +121,11 @@ int main(int argc, char** argv) {
 
   tool::LogReportOptions reportOptions;
   CLI::App* report = app.add_subcommand("log-report", "turn a diagnostic log into a page of plots and messages");
-  report->add_option("LOGFILE", reportOptions.log, "what QORIX_IMPORT_LOG named")->required()->check(CLI::ExistingFile);
+  report->add_option("LOGFILE", reportOptions.log, "what QORIX_IMPORT_LOG named")->required()->check(tool::CheckFileExists);
   report->add_option("-o,--output", reportOptions.output, "the page, an HTML file that needs nothing else")->required();
 
   try {
-    app.parse(argc, argv);
+    app.parse(commandLine.count(), commandLine.arguments());
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? tool::kOk : tool::kUsage;
   }

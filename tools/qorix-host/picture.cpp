@@ -9,6 +9,7 @@
 
 #include "host/pixel_formats.h"
 #include "standin/frame_image.h"
+#include "tools/common/paths.h"
 
 namespace tool {
 
@@ -66,13 +67,13 @@ bool WriteByExtension(std::FILE* file, const standin::FrameView& frame, const st
 }  // namespace
 
 bool WritePicture(const standin::FrameView& frame, const std::string& path, std::string* error) {
-  const std::string extension = std::filesystem::path(path).extension().string();
+  const std::string extension = PathOf(path).extension().string();
   if (extension != ".png" && extension != ".ppm" && extension != ".raw") {
     *error = path + ": the name must end in .png, .ppm or .raw";
     return false;
   }
-  const std::string partial = path + ".part";
-  std::FILE* const file = std::fopen(partial.c_str(), "wb");
+  const std::filesystem::path partial = PathOf(path + ".part");
+  std::FILE* const file = CreateBinaryFile(partial);
   if (file == nullptr) {
     *error = path + ": cannot create the file";
     return false;
@@ -80,10 +81,11 @@ bool WritePicture(const standin::FrameView& frame, const std::string& path, std:
   const bool written = WriteByExtension(file, frame, extension);
   const bool closed = std::fclose(file) == 0;
   std::error_code failed;
-  if (written && closed) std::filesystem::rename(partial, path, failed);
+  if (written && closed) std::filesystem::rename(partial, PathOf(path), failed);
   if (written && closed && !failed) return true;
   *error = path + ": " + (failed ? failed.message() : "write failed");
-  std::remove(partial.c_str());
+  std::error_code ignored;
+  std::filesystem::remove(partial, ignored);
   return false;
 }
 

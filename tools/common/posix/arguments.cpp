@@ -1,0 +1,7 @@
+#include "tools/common/command_line.h"
+
+namespace tool {
+
+CommandLine::CommandLine(int argc, char** argv) : pointers_(argv, argv + argc) {}
+
+}  // namespace tool
