@@ -1,7 +1,6 @@
 #include "importer/audio_delivery.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -12,6 +11,7 @@
 #include "host/selectors.h"
 #include "importer/importer_clip.h"
 #include "samples/archive_maker.h"
+#include "tests/support/system.h"
 
 namespace qx {
 namespace {
@@ -19,7 +19,7 @@ namespace {
 /// A short clip with sound, opened as the importer keeps it.
 class ClipWithSound {
  public:
-  ClipWithSound() : path_(std::filesystem::temp_directory_path() / ("qx_audio_delivery_" + std::to_string(getpid()) + ".zip")) {
+  ClipWithSound() : path_(std::filesystem::temp_directory_path() / ("qx_audio_delivery_" + std::to_string(ProcessId()) + ".zip")) {
     ArchiveOptions options;
     options.picture.width = options.picture.height = 32;
     options.frames = 4;

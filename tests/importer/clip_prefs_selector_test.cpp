@@ -28,16 +28,17 @@ int ShowFakeWindow(const SettingsDialogRequest& request, DevelopOptions* options
 /// Calls with a user's folder and a log of its own.
 class PrefsSelectorTest : public testing::Test {
  protected:
-  PrefsSelectorTest() : clip_(standin::TestClip{}), folder_(testing::TempDir() + "qx_prefs_" + std::to_string(getpid())) {
+  PrefsSelectorTest()
+      : clip_(standin::TestClip{}), place_("qx_prefs_" + std::to_string(ProcessId())), folder_(testing::TempDir() + place_ + "_files") {
     std::filesystem::create_directories(folder_);
-    setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
+    UseSettingsPlace(place_);
     SetLogPath(log());
     path_ = std::u16string(clip_.path().begin(), clip_.path().end());
     access_.filepath = path_.c_str();
   }
   ~PrefsSelectorTest() override {
     SetLogPath("");
-    unsetenv("XDG_CONFIG_HOME");
+    RemoveSettingsPlace(place_);
     std::filesystem::remove_all(folder_);
   }
   std::string log() const { return folder_ + "/log"; }
@@ -67,7 +68,7 @@ class PrefsSelectorTest : public testing::Test {
   }
 
   standin::TemporaryClip clip_;
-  std::string folder_;
+  std::string place_, folder_;
   std::u16string path_;
   host::FileAccessRec8 access_ = {};
   int32_t length_ = 0;

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+#include "tests/support/system.h"
 
 namespace qx {
 namespace {
@@ -21,7 +22,7 @@ TEST(FaultGuard, TellsFaultsAndLetsTheRestPass) {
   EXPECT_TRUE(CallGuarded([](void* context) { *static_cast<bool*>(context) = true; }, &called, &code));
   EXPECT_TRUE(called);
   EXPECT_FALSE(CallGuarded(Fault, nullptr, &code));
-  EXPECT_EQ(code, uint32_t(SIGILL));
+  EXPECT_EQ(code, kIllegalInstructionCode);
   EXPECT_THROW(CallGuarded([](void*) { throw std::runtime_error("through"); }, nullptr, &code), std::runtime_error);
   EXPECT_FALSE(CallGuarded(Fault, nullptr, &code)) << "and guards on";
 }
@@ -35,7 +36,7 @@ TEST(FaultGuard, CatchesAWriteToNull) {
   uint32_t code = 0;
   for (int i = 0; i < 3; ++i) {
     EXPECT_FALSE(CallGuarded(WriteToNull, nullptr, &code)) << "the signal is not left blocked";
-    EXPECT_EQ(code, uint32_t(SIGSEGV));
+    EXPECT_EQ(code, kBadAccessCode);
   }
 }
 

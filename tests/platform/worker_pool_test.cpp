@@ -3,10 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+#include "tests/support/gathering.h"
 
 namespace qx {
 namespace {
@@ -39,18 +40,18 @@ TEST(WorkerPool, InlineRunStopsAtFirstFailure) {
 // Hangs unless the caller and both threads work at the same time.
 TEST(WorkerPool, RunsPartsAtTheSameTime) {
   const WorkerPoolPtr pool = worker_pool_create(2);
-  std::latch gate(3);
-  EXPECT_EQ(RunParts(pool.get(), 3, [&](int) { return gate.arrive_and_wait(), 0; }), 0);
+  Gathering gate(3);
+  EXPECT_EQ(RunParts(pool.get(), 3, [&](int) { return gate.ArriveAndWait(), 0; }), 0);
 }
 
 TEST(WorkerPool, PartThatThrowsHasFailed) {
   const WorkerPoolPtr pool = worker_pool_create(1);
   for (bool onCaller : {true, false}) {
     const auto caller = std::this_thread::get_id();
-    std::latch gate(2);
+    Gathering gate(2);
     EXPECT_EQ(RunParts(pool.get(), 2,
                        [&](int) {
-                         gate.arrive_and_wait();
+                         gate.ArriveAndWait();
                          if ((std::this_thread::get_id() == caller) == onCaller) throw std::runtime_error("part");
                          return 0;
                        }),

@@ -7,10 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#include <unistd.h>
-#endif
+#include "tests/support/system.h"
 
 namespace qx {
 namespace {
@@ -109,22 +106,16 @@ TEST(Crc32c, SelectedWayPassedItsSelfTest) {
   EXPECT_FALSE(crc32c_self_test_failed());
 }
 
-#if defined(__linux__)
-
 TEST(Crc32c, ReadsNothingPastTheEnd) {
-  const size_t page = size_t(sysconf(_SC_PAGESIZE));
-  void* const pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(pages, MAP_FAILED);
-  uint8_t* const guard = static_cast<uint8_t*>(pages) + page;
-  ASSERT_EQ(mprotect(guard, page, PROT_NONE), 0);
-  const std::vector<uint8_t> data = Noise(page);
-  std::copy(data.begin(), data.end(), guard - page);
+  GuardedPage page;
+  uint8_t* const guard = page.end();
+  const std::vector<uint8_t> data = Noise(page.size());
+  std::copy(data.begin(), data.end(), guard - page.size());
   WithEachUsableVariant([&](auto update) {
     for (size_t length = 0; length <= 1100; ++length) {
       ASSERT_EQ(update(0, guard - length, length), BitwiseCrc32c(Bytes(guard - length, length))) << length;
     }
   });
-  munmap(pages, 2 * page);
 }
 
 // The way is chosen once a process, so the switch shows in a new one.
@@ -132,14 +123,12 @@ TEST(Crc32c, SoftwareSwitchIsHeededWithAnyValue) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   for (const char* value : {"", "0", "1"}) {
     const auto usesTables = [value] {
-      setenv("QXP_CRC_SOFT", value, 1);
+      SetEnvironment("QXP_CRC_SOFT", value);
       return std::string_view(crc32c_selected().name) == "tables";
     };
-    EXPECT_EXIT(_exit(usesTables() ? 0 : 1), testing::ExitedWithCode(0), "") << value;
+    EXPECT_EXIT(std::_Exit(usesTables() ? 0 : 1), testing::ExitedWithCode(0), "") << value;
   }
 }
-
-#endif
 
 }  // namespace
 }  // namespace qx

@@ -90,28 +90,6 @@ TEST(SettingsStory, HostGetsABlockAndThePluginReadsItBack) {
   });
 }
 
-TEST(SettingsStory, NothingChangesWhereNoWindowCanBeShown) {
-  const TemporaryClip file({});
-  const std::string log = testing::TempDir() + "qx_settings_window.log";
-  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
-    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) unsetenv(name);
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
-    PrefsBlock block = BlockOf({.generation = 4, .curve = 1});  // the host refuses a change that comes with 300
-    EXPECT_EQ(OpenSettings(*plugin, file.path(), &block), host::imCancel);
-    EXPECT_EQ(OpenInstanceSettings(*plugin, file.path(), clip->privateData(), &block), host::imCancel);
-    const std::vector<std::string> lines = TakeLog(log);
-    for (const std::string operation : {"imGetPrefs8", "imGetInstancePrefs"}) {
-      EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
-        return line.starts_with(operation + ": no settings window: ");
-      })) << operation;
-    }
-    EXPECT_TRUE(RefreshedFiles().empty());
-    clip.reset();
-    ExpectClean(std::move(plugin));
-  });
-}
-
 TEST(SettingsStory, EachConfirmedBlockIsAppliedOnce) {
   const TemporaryClip file({});
   const std::string log = testing::TempDir() + "qx_settings_story.log", lut = WriteNegativeLut("qx_settings_story.cube");
@@ -201,9 +179,8 @@ TEST(SettingsStory, NumbersThatAreNoneDevelopAsShot) {
 
 TEST(SettingsStory, NewClipsStartFromTheUsersDefaults) {
   const TemporaryClip file({});
-  const std::string log = testing::TempDir() + "qx_settings_defaults.log", config = testing::TempDir() + "qx_settings_defaults";
-  const std::filesystem::path folder = std::filesystem::path(config) / "qorixcam" / "Premiere";
-  std::filesystem::create_directories(folder);
+  const std::string log = testing::TempDir() + "qx_settings_defaults.log";
+  const std::string place = "qx_settings_defaults_" + StoryProcess::This().name;
   struct Row {
     const char* what;
     PrefsBlock defaults;
@@ -225,9 +202,8 @@ TEST(SettingsStory, NewClipsStartFromTheUsersDefaults) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
-    std::ofstream(folder / "Defaults", std::ios::binary)
-        .write(reinterpret_cast<const char*>(row.defaults.data()), std::streamsize(row.defaults.size()));
-    Environment environment = {{"XDG_CONFIG_HOME", config}, {"QORIX_IMPORT_LOG", log}};
+    qx::PutSetting(place, "Defaults", row.defaults);
+    Environment environment = {{kSettingsPlace, place}, {"QORIX_IMPORT_LOG", log}};
     if (row.curve[0] != '\0') environment.emplace_back("QORIX_IMPORT_CURVE", row.curve);
     RunInChild(environment, [&] {
       auto plugin = LoadPlugin();
@@ -238,23 +214,21 @@ TEST(SettingsStory, NewClipsStartFromTheUsersDefaults) {
       EXPECT_EQ(lines, row.lines);
     });
   }
-  std::filesystem::remove_all(config);
+  qx::RemoveSettingsPlace(place);
 }
 
 TEST(SettingsStory, FirstBlockCarriesTheUsersDefaults) {
   const TemporaryClip file({});
-  const std::string config = testing::TempDir() + "qx_settings_first";
-  const std::filesystem::path folder = std::filesystem::path(config) / "qorixcam" / "Premiere";
-  std::filesystem::create_directories(folder);
+  const std::string place = "qx_settings_first_" + StoryProcess::This().name;
   const PrefsBlock defaults = BlockOf({.demosaic = 2, .kelvin = 4000});
-  std::ofstream(folder / "Defaults", std::ios::binary).write(reinterpret_cast<const char*>(defaults.data()), 1024);
-  RunInChild({{"XDG_CONFIG_HOME", config}}, [&] {
+  qx::PutSetting(place, "Defaults", defaults);
+  RunInChild({{kSettingsPlace, place}}, [&] {
     auto plugin = LoadPlugin();
     PrefsBlock block;
     ASSERT_EQ(AskFirstPrefs(*plugin, file.path(), &block), host::imNoErr);
     EXPECT_EQ(block, BlockOf({.generation = 1, .demosaic = 2, .kelvin = 4000}));
   });
-  std::filesystem::remove_all(config);
+  qx::RemoveSettingsPlace(place);
 }
 
 // Frames are asked for, synchronously and through an asynchronous importer, while the settings change back and forth: each frame is one of

@@ -22,17 +22,17 @@ using Channels = std::vector<std::vector<float>>;
 
 class TemporaryFile {
  public:
-  TemporaryFile(const std::vector<uint8_t>& bytes, const char* ending) : path_(testing::TempDir() + "qx_sound_" + Next() + ending) {
-    std::ofstream(path_, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+  TemporaryFile(const std::vector<uint8_t>& bytes, const char* ending) : path_(NextTemporaryName() + ending) {
+    if (IsWrittenByParent(path_)) return;
+    std::ofstream(NativePath(path_), std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
   }
-  ~TemporaryFile() { std::remove(path_.c_str()); }
+  ~TemporaryFile() {
+    std::error_code ignored;
+    std::filesystem::remove(NativePath(path_), ignored);
+  }
   const std::string& path() const { return path_; }
 
  private:
-  static std::string Next() {
-    static int count = 0;
-    return std::to_string(getpid()) + "_" + std::to_string(count++);
-  }
   std::string path_;
 };
 

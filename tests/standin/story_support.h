@@ -1,9 +1,7 @@
-// Whole stories through the plug-in's one door, each in a child process: the plug-in reads its environment once per process.
+// Whole stories through the plug-in's one door, each in a process of its own: the plug-in reads its environment once per process.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -19,34 +17,77 @@
 #include "samples/zip_writer.h"
 #include "standin/host_clip.h"
 #include "standin/plugin.h"
+#include "tests/support/system.h"
+#include "tests/support/user_settings.h"
 
 namespace standin {
 
 using Environment = std::vector<std::pair<const char*, std::string>>;
 
-/// Runs `body` in a child process with these variables set; its failures become a failure of the calling test. The user's folder for
-/// settings is an empty one of its own unless the variables name one.
+/// Which process of a story this is: a parent runs its own program again for each call of RunInChild, and the child runs that call alone.
+struct StoryProcess {
+  static constexpr const char* kPartVariable = "QX_STORY_PART";
+  static constexpr const char* kNameVariable = "QX_STORY_NAME";
+  static constexpr int kPartPassed = 42;  // no exit code that a test program ends with by itself
+
+  int childPart = -1;  // of a child: the call that it is to run
+  std::string name;    // the same in parent and child, and no other story's
+
+  static const StoryProcess& This() {
+    static const StoryProcess process = [] {
+      const char* const part = std::getenv(kPartVariable);
+      const char* const name = std::getenv(kNameVariable);
+      return part != nullptr && name != nullptr ? StoryProcess{std::atoi(part), name} : StoryProcess{-1, std::to_string(qx::ProcessId())};
+    }();
+    return process;
+  }
+  bool isChild() const { return childPart >= 0; }
+};
+
+inline int FailuresSoFar() {
+  const testing::TestResult& result = *testing::UnitTest::GetInstance()->current_test_info()->result();
+  int failures = 0;
+  for (int i = 0; i < result.total_part_count(); ++i) failures += result.GetTestPartResult(i).failed();
+  return failures;
+}
+
+/// Among the variables of a child: the place of its user settings, which the parent removes (tests/support/user_settings.h).
+constexpr const char* kSettingsPlace = "QX_TEST_SETTINGS_PLACE";
+
+/// Runs `body` in a child process with these variables set; its failures become a failure of the calling test. The user's settings are at
+/// an empty place of their own unless the variables name one. What the body captures is made anew by the child, which runs the test from
+/// its beginning but leaves out other calls of this function.
 inline void RunInChild(const Environment& environment, const std::function<void()>& body) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    const std::string config = testing::TempDir() + "qx_config_" + std::to_string(getpid());
-    setenv("XDG_CONFIG_HOME", config.c_str(), 1);
-    for (const auto& [name, value] : environment) setenv(name, value.c_str(), 1);
+  static int calls = 0;
+  static const testing::TestInfo* callsOf = nullptr;
+  const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
+  if (std::exchange(callsOf, test) != test) calls = 0;
+  const int part = calls++;
+  const StoryProcess& process = StoryProcess::This();
+  if (process.isChild()) {
+    if (part != process.childPart) return;
+    const char* const given = std::getenv(kSettingsPlace);
+    const std::string place = given != nullptr ? given : "qx_settings_" + process.name + "_" + test->name() + std::to_string(part);
+    qx::UseSettingsPlace(place);
+    const int failuresBefore = FailuresSoFar();
     body();
     std::fflush(nullptr);
-    std::filesystem::remove_all(config);
-    _exit(testing::Test::HasFailure() ? 1 : 0);
+    if (given == nullptr) qx::RemoveSettingsPlace(place);
+    std::_Exit(FailuresSoFar() > failuresBefore ? 1 : StoryProcess::kPartPassed);
   }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child ended with status " << status;
+  qx::SetEnvironment(StoryProcess::kPartVariable, std::to_string(part));
+  qx::SetEnvironment(StoryProcess::kNameVariable, process.name);
+  for (const auto& [name, value] : environment) qx::SetEnvironment(name, value);
+  const std::string filter = std::string("--gtest_filter=") + test->test_suite_name() + "." + test->name();
+  EXPECT_EQ(qx::RunThisProgram({filter, "--gtest_brief=1"}), StoryProcess::kPartPassed) << "part " << part;
+  for (const auto& [name, value] : environment) qx::UnsetEnvironment(name);
+  qx::UnsetEnvironment(StoryProcess::kPartVariable);
+  qx::UnsetEnvironment(StoryProcess::kNameVariable);
 }
 
 inline std::unique_ptr<Plugin> LoadPlugin() {
   std::string error;
-  std::unique_ptr<Plugin> plugin = Plugin::Load(QX_BINARY_DIR "/qorix-importer.so", &error);
+  std::unique_ptr<Plugin> plugin = Plugin::Load(QX_PLUGIN_PATH, &error);
   EXPECT_NE(plugin, nullptr) << error;
   return plugin;
 }
@@ -56,6 +97,24 @@ inline void ExpectClean(std::unique_ptr<Plugin> plugin) {
   EXPECT_EQ(plugin->Shutdown(), 0);
   plugin.reset();
   for (const std::string& line : Plugin::Leftovers()) ADD_FAILURE() << line;
+}
+
+/// A name for a temporary file, without its ending: no other story's, and the same in parent and child. Counted in each test from 0, so
+/// that a child that runs one test alone comes to the same names.
+inline std::string NextTemporaryName() {
+  static int count = 0;
+  static std::string countOf;
+  const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
+  if (std::exchange(countOf, test) != test) count = 0;
+  return testing::TempDir() + "qx_story_" + StoryProcess::This().name + "_" + test + std::to_string(count++);
+}
+
+inline std::filesystem::path NativePath(const std::string& utf8) {
+  return std::u8string(utf8.begin(), utf8.end());
+}
+
+inline bool IsWrittenByParent(const std::string& path) {
+  return StoryProcess::This().isChild() && std::filesystem::exists(NativePath(path));
 }
 
 struct TestClip {
@@ -81,9 +140,9 @@ inline std::vector<uint16_t> RampMosaic(const TestClip& clip, int frame) {
 /// A stored archive of uncompressed 12-bit DNGs at 25 frames a second, in a temporary file that goes with the object.
 class TemporaryClip {
  public:
-  explicit TemporaryClip(const TestClip& clip)
-      : path_(testing::TempDir() + "qx_story_" + std::to_string(getpid()) + "_" + Next() + ".zip") {
-    std::ofstream out(path_, std::ios::binary);
+  explicit TemporaryClip(const TestClip& clip) : path_(NextTemporaryName() + ".zip") {
+    if (IsWrittenByParent(path_)) return;
+    std::ofstream out(NativePath(path_), std::ios::binary);
     qx::ZipWriter zip(qx::ZipSinkTo(&out));
     for (int frame = 0; frame < clip.frames; ++frame) {
       qx::DngDescription dng;
@@ -104,27 +163,28 @@ class TemporaryClip {
     }
     zip.Finish();
   }
-  ~TemporaryClip() { std::remove(path_.c_str()); }
+  ~TemporaryClip() {
+    std::error_code ignored;
+    std::filesystem::remove(NativePath(path_), ignored);
+  }
   const std::string& path() const { return path_; }
 
  private:
-  static std::string Next() {
-    static int count = 0;
-    return std::to_string(count++);
-  }
   std::string path_;
 };
 
 /// The lines of a log file without time and thread, and the file gone afterwards.
 inline std::vector<std::string> TakeLog(const std::string& path) {
   std::vector<std::string> lines;
-  std::ifstream in(path);
+  const std::filesystem::path file = NativePath(path);
+  std::ifstream in(file);
   for (std::string line; std::getline(in, line);) {
     const size_t end = line.find("] ");
     lines.push_back(end != std::string::npos ? line.substr(end + 2) : line);
   }
   in.close();
-  std::remove(path.c_str());
+  std::error_code ignored;
+  std::filesystem::remove(file, ignored);
   return lines;
 }
 

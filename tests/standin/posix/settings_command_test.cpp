@@ -1,5 +1,8 @@
 // qorix-host's settings command, from its command line to the frame.
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
