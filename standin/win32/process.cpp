@@ -51,12 +51,14 @@ int OpenHandlesOf(const std::string& path) {
                                      FILE_ATTRIBUTE_NORMAL, nullptr));
   if (file.get() == INVALID_HANDLE_VALUE) return 0;
   const std::wstring wanted = FinalPath(file.get());
-  // Handle values are small multiples of 4, so all of them can be tried.
-  constexpr uintptr_t kTried = 65536;
-  int count = 0;
-  for (uintptr_t value = 4; value < kTried; value += 4) {
+  // Handle values are small multiples of 4 that the system gives out from below, so they can be tried until a long gap.
+  constexpr int kLongGap = 1024;
+  int count = 0, gap = 0;
+  for (uintptr_t value = 4; gap < kLongGap; value += 4) {
     const HANDLE handle = reinterpret_cast<HANDLE>(value);
-    count += handle != file.get() && GetFileType(handle) == FILE_TYPE_DISK && FinalPath(handle) == wanted;
+    DWORD flags = 0;
+    gap = GetHandleInformation(handle, &flags) != 0 ? 0 : gap + 1;
+    count += gap == 0 && handle != file.get() && GetFileType(handle) == FILE_TYPE_DISK && FinalPath(handle) == wanted;
   }
   return count;
 }

@@ -317,6 +317,7 @@ TEST(QorixWriter, HollowFramesHaveValidHeads) {
   stream.close();
   std::ifstream written(path, std::ios::binary);
   const File file{std::istreambuf_iterator<char>(written), {}};
+  written.close();
   std::filesystem::remove(path);
   const QorixWalk walk = WalkChunks(file);
   EXPECT_TRUE(walk.gaps.empty());
