@@ -27,6 +27,11 @@ T SLog3(T x) {
   return (x * (T(171.2102946929) - T(95)) / T(0.01125) + T(95)) / T(1023);
 }
 
+// The float nearest to the power, whatever the C library's own float version makes of it: frames are the same on every system.
+float Power(float base, double exponent) {
+  return float(std::pow(double(base), exponent));
+}
+
 float BucketStart(uint32_t bucket) {
   return std::bit_cast<float>(bucket << 16);
 }
@@ -54,12 +59,12 @@ float Knee(float x, float k, float white) {
   const float t = (x - k) / (white - k);
   if (t >= 1) return 1;
   // The exponent gives the curve slope 1 at k, so that it leaves the straight part without a corner.
-  return k + (1 - k) * (1 - std::pow(1 - t, (white - k) / (1 - k)));
+  return k + (1 - k) * (1 - Power(1 - t, double((white - k) / (1 - k))));
 }
 
 float Oetf709(float x) {
   const float limited = x > 0 ? std::min(x, 1.0f) : 0.0f;
-  return limited < 0.018f ? 4.5f * limited : 1.099f * std::pow(limited, 0.45f) - 0.099f;
+  return limited < 0.018f ? 4.5f * limited : 1.099f * Power(limited, 0.45) - 0.099f;
 }
 
 float Encode709(float x, float white) {

@@ -34,7 +34,7 @@ bool HasAllPoints(const GainMap& map) {
 float UsableGain(float gain, float strength) {
   if (!std::isfinite(gain)) return 1;
   if (gain <= 0) return 0;
-  return strength < 1 ? std::pow(gain, strength) : gain;
+  return strength < 1 ? float(std::pow(double(gain), double(strength))) : gain;  // in double: the same on every system
 }
 
 PhaseGain FromMap(const GainMap& map, float strength) {
