@@ -42,6 +42,7 @@ int main(int argc, char** argv) {
   app.footer(
       "Exit code: 0 whole, 1 damaged but readable, 2 unreadable, 3 wrong use,\n4 no such file, or it may not be read; of several files the "
       "highest.");
+  app.allow_windows_style_options(false);  // "/clip" is a path
   std::vector<std::string> paths;
   bool json = false, quick = false;
   app.add_option("FILE", paths, "recordings")->required();

@@ -54,6 +54,7 @@ CLI::App* AddSettings(CLI::App* app, tool::CommonOptions* common, tool::Settings
 int main(int argc, char** argv) {
   const tool::CommandLine commandLine(argc, argv);
   CLI::App app("Drives the qorix importer plug-in as a video-editing host would.");
+  app.allow_windows_style_options(false);  // "/clip" is a path
   app.require_subcommand(1);
   app.footer(kFooter);
   tool::CommonOptions common;
