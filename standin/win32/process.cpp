@@ -40,6 +40,18 @@ std::string DefaultImporterPath() {
   return (std::filesystem::path(program).parent_path() / "qorix-importer.prm").string();
 }
 
+std::string ReadVariable(const char* name) {
+  const std::filesystem::path wideName(name);
+  std::wstring value(32768, L'\0');  // the longest that Windows knows
+  value.resize(GetEnvironmentVariableW(wideName.c_str(), value.data(), DWORD(value.size())));
+  return std::filesystem::path(value).string();
+}
+
+void SetVariable(const char* name, const std::string& value) {
+  const std::filesystem::path wideName(name), wideValue = std::u8string(value.begin(), value.end());
+  SetEnvironmentVariableW(wideName.c_str(), wideValue.c_str());
+}
+
 uint64_t PeakMemoryBytes() {
   PROCESS_MEMORY_COUNTERS counters;
   return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters)) != 0 ? counters.PeakWorkingSetSize : 0;
