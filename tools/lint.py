@@ -5,11 +5,13 @@ usage: tools/lint.py BUILD_DIR [--tidy]      (--tidy adds clang-tidy over all so
 """
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 from concurrent.futures import ThreadPoolExecutor
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+WINDOWS_COMPILER = "x86_64-w64-mingw32-g++-posix"
 SOURCE_FOLDERS = ["src", "standin", "samples", "tools", "tests", "bench", "fuzz"]
 
 # Which folders a folder may include. Includes point down only.
@@ -72,8 +74,7 @@ def check_arrows():
 
 def check_platform_conditions():
     """Only platform code may ask which system it is on."""
-    allowed = ("src/platform/", "src/ui/", "src/develop/gpu/context_", "src/importer/plugin/", "src/base/grow_buffer.cpp", "src/base/message.h",
-               "standin/", "tests/")
+    allowed = ("src/platform/", "src/ui/", "src/develop/gpu/context_", "src/base/message.h", "standin/", "tests/")
     problems = []
     for path in sources(".h", ".cpp"):
         name = str(path.relative_to(ROOT))
@@ -104,8 +105,16 @@ def qt_flags():
 
 
 def syntax_check(path, extra):
+    if "win32" in path.parts:
+        command = [WINDOWS_COMPILER, "-std=c++20", "-fsyntax-only", "-DUNICODE", "-DNOMINMAX", "-DWIN32_LEAN_AND_MEAN", "-D_WIN32_WINNT=0x0A00",
+                   "-Isrc", "-I.", *extra, str(path)]
+        return errors_of(path, command)
     command = ["clang++", "-std=c++20", "-fsyntax-only", "-Wthread-safety", "-Wno-pragma-once-outside-header", "-Isrc", "-I.",
                f"-I{path.parent}", *extra, str(path)]
+    return errors_of(path, command)
+
+
+def errors_of(path, command):
     result = run(command)
     return [f"{path.relative_to(ROOT)}: {line}" for line in result.stderr.splitlines() if "error:" in line or "warning:" in line]
 
@@ -114,6 +123,9 @@ def check_headers_and_locks():
     """Every header compiles alone, and clang's thread-safety analysis finds no forgotten lock."""
     jobs = [(path, ["-x", "c++"]) for path in sources(".h") if folder_of(path) not in ("tests", "bench")]
     jobs += [(path, []) for path in sources(".cpp") if path.relative_to(ROOT).parts[0] == "src" and "win32" not in path.parts]
+    if shutil.which(WINDOWS_COMPILER) is None:
+        print("note: the Windows compiler is not installed; headers in win32 folders are not checked")
+        jobs = [(path, extra) for path, extra in jobs if "win32" not in path.parts]
     qt = qt_flags()
     if qt:
         jobs = [(path, extra + ["-fPIC", "-DQT_NO_KEYWORDS", *qt] if "qt" in path.parts else extra) for path, extra in jobs]
@@ -135,7 +147,8 @@ def check_fuzz_targets():
 
 
 def check_tidy(build):
-    files = [str(path) for path in sources(".cpp") if path.relative_to(ROOT).parts[0] in ("src", "standin", "samples")]
+    files = [str(path) for path in sources(".cpp") if path.relative_to(ROOT).parts[0] in ("src", "standin", "samples") and
+             "win32" not in path.parts]
     result = run(["clang-tidy", "-quiet", "-p", build, *files])
     return [line for line in result.stdout.splitlines() if "warning:" in line or "error:" in line]
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -61,10 +62,22 @@ class PrefsSelectorTest : public testing::Test {
     for (std::string line : standin::TakeLog(log())) {
       if (!line.starts_with("imGet") && !line.starts_with("preview") && !line.starts_with("refresh")) continue;
       if (const size_t at = line.find(clip_.path()); at != std::string::npos) line.replace(at, clip_.path().size(), "P");
-      if (const size_t at = line.find("0x"); at != std::string::npos) line.replace(at, line.find(',', at) - at, "P");
+      for (const char* const before : {"prefs ", "owner "}) ShortenAddress(before, &line);
       lines.push_back(line);
     }
     return lines;
+  }
+
+  /// C libraries write addresses differently: null becomes (nil), another one P.
+  static void ShortenAddress(const std::string& before, std::string* line) {
+    const size_t found = line->find(before);
+    if (found == std::string::npos) return;
+    const size_t at = found + before.size(), end = std::min(line->find(',', at), line->size());
+    const std::string address = line->substr(at, end - at);
+    const bool isNull = address == "(nil)" || address.find_first_not_of("0") == std::string::npos;
+    const bool isAddress = isNull || address.starts_with("0x") ||
+                           (address.size() == 16 && address.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos);
+    if (isAddress) line->replace(at, end - at, isNull ? "(nil)" : "P");
   }
 
   standin::TemporaryClip clip_;

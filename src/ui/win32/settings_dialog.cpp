@@ -20,6 +20,7 @@ namespace qx {
 namespace {
 
 constexpr int kSpinRange = 1000;  // only the arrows' notifications are used
+constexpr int kEndGap = 3;        // pixels that keep a text from touching the field behind it
 
 // A dialog without controls: header, no menu, the standard class, no title, 9 point "Segoe UI".
 struct alignas(4) DialogTemplate {
@@ -212,11 +213,16 @@ void SettingsDialog::CreateControl(const ControlSpec& control) {
   RECT rect = {control.rect.x, control.rect.y, control.rect.x + control.rect.width, control.rect.y + control.rect.height};
   MapDialogRect(window_, &rect);
   const ControlStyle style = StyleOf(control);
-  const int width = int(rect.right - rect.left), height = std::max(1, int(rect.bottom - rect.top));
+  const int gap = control.align == TextAlign::kEnd ? kEndGap : 0;
+  const int width = int(rect.right - rect.left) - gap, height = std::max(1, int(rect.bottom - rect.top));
   const HWND window =
       CreateWindowExW(0, style.windowClass, ToWide(control.text).c_str(), WS_CHILD | WS_VISIBLE | style.style, rect.left, rect.top, width,
                       height, window_, reinterpret_cast<HMENU>(intptr_t(control.id)), OwnInstance(), nullptr);
   if (control.id != kNoControl) kinds_[control.id] = control.kind;
+  if (control.kind == ControlKind::kEdit || control.id == kPositionText) {
+    // Numbers read from left to right in every language; a mirrored field would move their signs to the other end.
+    SetWindowLongPtrW(window, GWL_EXSTYLE, GetWindowLongPtrW(window, GWL_EXSTYLE) & ~LONG_PTR(WS_EX_LAYOUTRTL));
+  }
   const HFONT font = control.kind == ControlKind::kHeading ? boldFont_ : reinterpret_cast<HFONT>(SendMessageW(window_, WM_GETFONT, 0, 0));
   SendMessageW(window, WM_SETFONT, reinterpret_cast<WPARAM>(font), FALSE);
   if (style.theme != nullptr) DarkenWindow(window, style.theme);
@@ -257,10 +263,15 @@ void SettingsDialog::Place(const SettingsLayout& layout) {
   AdjustWindowRectEx(&size, DWORD(GetWindowLongPtrW(window_, GWL_STYLE)), FALSE, DWORD(GetWindowLongPtrW(window_, GWL_EXSTYLE)));
   const int width = int(size.right - size.left), height = int(size.bottom - size.top);
   const HWND owner = static_cast<HWND>(request_.ownerWindow);
+  MONITORINFO monitor = {};
+  monitor.cbSize = sizeof(monitor);
+  GetMonitorInfoW(MonitorFromWindow(owner != nullptr ? owner : window_, MONITOR_DEFAULTTONEAREST), &monitor);
   RECT around = {};
-  if (owner == nullptr || GetWindowRect(owner, &around) == 0) SystemParametersInfoW(SPI_GETWORKAREA, 0, &around, 0);
-  SetWindowPos(window_, nullptr, (around.left + around.right - width) / 2, (around.top + around.bottom - height) / 2, width, height,
-               SWP_NOZORDER | SWP_NOACTIVATE);
+  if (owner == nullptr || GetWindowRect(owner, &around) == 0) around = monitor.rcWork;
+  // The title bar stays within reach, whatever the owner's place is.
+  const int x = std::max<int>((around.left + around.right - width) / 2, monitor.rcWork.left);
+  const int y = std::max<int>((around.top + around.bottom - height) / 2, monitor.rcWork.top);
+  SetWindowPos(window_, nullptr, x, y, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 void SettingsDialog::OnCommand(int id, int notification) {
