@@ -106,7 +106,7 @@ def qt_flags():
 
 def syntax_check(path, extra):
     if "win32" in path.parts:
-        command = [WINDOWS_COMPILER, "-std=c++20", "-fsyntax-only", "-DUNICODE", "-DNOMINMAX", "-DWIN32_LEAN_AND_MEAN", "-D_WIN32_WINNT=0x0A00",
+        command = [WINDOWS_COMPILER, "-std=c++20", "-fsyntax-only", "-w", "-DUNICODE", "-DNOMINMAX", "-DWIN32_LEAN_AND_MEAN", "-D_WIN32_WINNT=0x0A00",
                    "-Isrc", "-I.", *extra, str(path)]
         return errors_of(path, command)
     command = ["clang++", "-std=c++20", "-fsyntax-only", "-Wthread-safety", "-Wno-pragma-once-outside-header", "-Isrc", "-I.",
