@@ -6,6 +6,7 @@
 #include "base/log.h"
 #include "pipeline/clip_impl.h"
 #include "platform/clock.h"
+#include "platform/timer_resolution.h"
 
 namespace qx {
 
@@ -90,6 +91,7 @@ void GpuThread::SetStatus(int32_t status) {
 }
 
 void GpuThread::Run() {
+  const FineTimer fineTimer;
   bool usable = false;
   try {
     usable = SetUp();

@@ -1,23 +1,25 @@
 // One thread tells another that something has happened.
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
+#include <memory>
 
 namespace qx {
 
 /// Stays set until somebody has waited for it: a Set before the wait is not lost, several count as one. Any thread.
 class Event {
  public:
+  Event();
+  ~Event();
   void Set();
   void Wait() { WaitFor(-1); }
   /// Waits at most `milliseconds`, negative: without limit. True when it was set; it no longer is then.
   bool WaitFor(int milliseconds);
+  /// On Windows the event's handle, for waits on several things at once; null elsewhere.
+  void* nativeHandle() const;
 
  private:
-  std::mutex lock_;
-  std::condition_variable changed_;
-  bool set_ = false;
+  struct State;
+  const std::unique_ptr<State> state_;
 };
 
 /// Sleeps at least that long.

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "tests/support/system.h"
+
 // The software driver has worker threads of its own and is not built for the thread sanitizer, which therefore misses the locks inside it.
 // The GPU thread itself is tested over a made-up driver too, where nothing is left out.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
@@ -21,7 +23,7 @@ void APIENTRY CollectMessage(GLenum, GLenum type, GLuint, GLenum, GLsizei, const
 }  // namespace
 
 void AllowSoftwareGpu() {
-  setenv("QORIX_IMPORT_GPU", "software", 1);
+  SetEnvironment("QORIX_IMPORT_GPU", "software");
 }
 
 GpuFixture::GpuFixture() {

@@ -63,7 +63,8 @@ class GlDriver {
 /// The driver of this system. Never null; a machine without OpenGL has no place to open.
 ///
 /// Natively EGL without a display: the devices of EGL_EXT_device_enumeration, hardware first, else Mesa's surfaceless platform. libEGL is
-/// loaded at run time. Software renderers are slower than the processor path and are refused, unless QORIX_IMPORT_GPU is "software".
+/// loaded at run time. On Windows WGL with a hidden window on the monitor tried. Software renderers are slower than the processor path and
+/// are refused, unless QORIX_IMPORT_GPU is "software".
 std::unique_ptr<GlDriver> CreateSystemGlDriver();
 
 }  // namespace qx

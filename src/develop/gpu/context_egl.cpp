@@ -10,9 +10,8 @@
 #include <cstring>
 #include <string>
 
-#include "base/log.h"
 #include "develop/gpu/context.h"
-#include "platform/environment.h"
+#include "develop/gpu/software_renderer.h"
 #include "platform/module.h"
 
 namespace qx {
@@ -20,15 +19,9 @@ namespace qx {
 namespace {
 
 constexpr EGLint kMostDevices = 16;
-constexpr const char* kSoftwareRenderers[] = {"llvmpipe", "softpipe", "swrast", "SWR"};
 
 bool HasWord(const char* list, const char* word) {
   return list != nullptr && std::strstr(list, word) != nullptr;
-}
-
-bool IsSoftware(const char* renderer) {
-  return renderer != nullptr && std::any_of(std::begin(kSoftwareRenderers), std::end(kSoftwareRenderers),
-                                            [&](const char* name) { return std::strstr(renderer, name) != nullptr; });
 }
 
 // The functions of libEGL; all null on a machine without it.
@@ -70,7 +63,7 @@ struct EglFunctions {
 // Contexts die with the driver object; displays belong to the whole process, which may use them elsewhere, and stay initialised.
 class EglDriver final : public GlDriver {
  public:
-  EglDriver() : allowsSoftware_(ReadEnvironment("QORIX_IMPORT_GPU", 16).value_or("") == "software") {
+  EglDriver() {
     if (egl_.complete) FindDevices();
   }
   ~EglDriver() override { ClosePlace(); }
@@ -84,7 +77,7 @@ class EglDriver final : public GlDriver {
   bool OpenPlace(GlPlace place) override {
     if (place.y != 0 || place.x < 0 || size_t(place.x) >= displays_.size()) return false;
     const PlatformDisplay& wanted = displays_[size_t(place.x)];
-    if (wanted.isSoftware && !MayUseSoftware("device")) return false;  // known without loading its driver
+    if (wanted.isSoftware && !MayUseSoftwareRenderer("device")) return false;  // known without loading its driver
     display_ = egl_.getPlatformDisplay(wanted.platform, wanted.native, nullptr);
     const bool isOpen = display_ != EGL_NO_DISPLAY && egl_.initialize(display_, nullptr, nullptr) && egl_.bindApi(EGL_OPENGL_API) &&
                         HasWord(egl_.queryString(display_, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context");
@@ -106,7 +99,7 @@ class EglDriver final : public GlDriver {
     if (!Create(&legacy_, noWishes)) return false;
     const auto getString = reinterpret_cast<PFNGLGETSTRINGPROC>(Function("glGetString"));
     const char* renderer = getString != nullptr ? reinterpret_cast<const char*>(getString(GL_RENDERER)) : nullptr;
-    return !IsSoftware(renderer) || MayUseSoftware(renderer);
+    return !IsSoftwareRenderer(renderer) || MayUseSoftwareRenderer(renderer);
   }
 
   bool CanCreateAttempts() override { return HasWord(egl_.queryString(display_, EGL_EXTENSIONS), "EGL_KHR_create_context"); }
@@ -140,11 +133,6 @@ class EglDriver final : public GlDriver {
     bool isSoftware;
   };
 
-  bool MayUseSoftware(const char* name) const {
-    if (!allowsSoftware_) LogPipeline("GL: software renderer (%s) refused, set QORIX_IMPORT_GPU=software to use it", name);
-    return allowsSoftware_;
-  }
-
   // Real devices before the ones that the processor plays.
   void FindDevices() {
     const char* client = egl_.queryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
@@ -177,7 +165,6 @@ class EglDriver final : public GlDriver {
   }
 
   const EglFunctions egl_;
-  const bool allowsSoftware_;
   std::vector<PlatformDisplay> displays_;
   EGLDisplay display_ = EGL_NO_DISPLAY;
   EGLContext legacy_ = EGL_NO_CONTEXT, attempt_ = EGL_NO_CONTEXT;

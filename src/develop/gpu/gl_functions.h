@@ -7,6 +7,8 @@
 
 #include "base/message.h"
 
+#undef MemoryBarrier  // a macro of <windows.h>, which OpenGL's header includes on Windows
+
 /// X(name without "gl", type): every function that must exist, in the order in which they are looked up.
 #define QX_GL_FUNCTIONS(X)                                     \
   X(CreateShader, PFNGLCREATESHADERPROC)                       \

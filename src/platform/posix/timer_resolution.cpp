@@ -1,0 +1,9 @@
+#include "platform/timer_resolution.h"
+
+namespace qx {
+
+FineTimer::FineTimer() = default;
+
+FineTimer::~FineTimer() = default;
+
+}  // namespace qx
