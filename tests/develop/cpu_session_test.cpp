@@ -357,7 +357,9 @@ TEST(CpuSession, SurvivesSenselessDescriptions) {
       const int result = DevelopFrameCpu(session.get(), SceneFrame(scene, samples), 0, codes.data(), message);
       EXPECT_EQ(result, row.outcome == kFailed ? -1 : 0);
       EXPECT_STREQ(message.text(), row.outcome == kFailed ? "frame 0: CPU development failed" : "");
-      if (row.outcome == kBlack) EXPECT_EQ(codes, std::vector<uint16_t>(codes.size(), uint16_t(black)));
+      if (row.outcome == kBlack) {
+        EXPECT_EQ(codes, std::vector<uint16_t>(codes.size(), uint16_t(black)));
+      }
     }
   }
 }
@@ -434,7 +436,9 @@ TEST(CpuSession, ReportsShortMemoryOfAFrame) {
     developed = DevelopFrameCpu(session.get(), raw, 0, codes.data(), message) == 0;
     FailAllocationForTest(-1);
     EXPECT_STREQ(message.text(), developed ? "" : "out of memory") << failures;
-    if (!developed) EXPECT_EQ(DevelopFrameCpu(session.get(), raw, 0, codes.data(), message), 0) << failures;
+    if (!developed) {
+      EXPECT_EQ(DevelopFrameCpu(session.get(), raw, 0, codes.data(), message), 0) << failures;
+    }
     EXPECT_EQ(codes, expected) << failures;
   }
   EXPECT_GE(failures, 4);

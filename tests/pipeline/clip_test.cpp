@@ -8,6 +8,7 @@
 
 #include "pipeline/clip_impl.h"
 #include "tests/pipeline/fake_recording.h"
+#include "tests/support/system.h"
 
 namespace qx {
 namespace {
@@ -159,7 +160,7 @@ TEST(ApplyDevelopOptions, AsksForReopeningWithoutTouchingAnything) {
 }
 
 TEST(ApplyDevelopOptions, ExchangesOneLutForAnother) {
-  const std::filesystem::path folder = std::filesystem::temp_directory_path() / "qx_clip_test";
+  const std::filesystem::path folder = std::filesystem::temp_directory_path() / ("qx_clip_test_" + std::to_string(ProcessId()));
   std::filesystem::create_directories(folder);
   const auto optionsWithLut = [&](const char* name) {
     DevelopOptions options;

@@ -9,6 +9,7 @@
 
 #include "base/utf.h"
 #include "platform/path.h"
+#include "tests/support/system.h"
 #include "tests/ui/fake_preview.h"
 
 namespace qx {
@@ -50,11 +51,14 @@ class RecordingView final : public SettingsView {
 /// A file with a name beyond ASCII that is there as long as the object.
 class TemporaryLut {
  public:
-  TemporaryLut() : path(std::filesystem::temp_directory_path() / PathFromUtf16(u"qx_ui_\u00E9\u6620.cube")) {
-    std::ofstream(path) << "LUT_3D_SIZE 2\n";
-  }
+  TemporaryLut() : path(Place()) { std::ofstream(path) << "LUT_3D_SIZE 2\n"; }
   ~TemporaryLut() { Remove(); }
   void Remove() const { std::filesystem::remove(path); }
+  static std::filesystem::path Place() {
+    std::filesystem::path place = std::filesystem::temp_directory_path() / PathFromUtf16(u"qx_ui_\u00E9\u6620_");
+    place += std::to_string(ProcessId()) + ".cube";
+    return place;
+  }
   const std::filesystem::path path;
 };
 
