@@ -10,89 +10,14 @@
 
 #include "base/grow_buffer.h"
 #include "cpu_reference.h"
+#include "tests/gpu_support/raw_scene.h"
 
 namespace qx {
 
 namespace {
 
-// A phone's main camera under daylight.
-DngInfo MakeCamera(int width, int height) {
-  DngInfo camera;
-  camera.width = uint32_t(width);
-  camera.height = uint32_t(height);
-  camera.bitsPerSample = 16;
-  camera.photometric = 32803;
-  camera.activeRight = camera.width;
-  camera.activeBottom = camera.height;
-  camera.cropWidth = float(width);
-  camera.cropHeight = float(height);
-  camera.black = {64, 64, 64, 64};
-  camera.white = 1023;
-  camera.hasColorMatrix1 = true;
-  camera.colorMatrix1.m[0][0] = 0.9, camera.colorMatrix1.m[0][1] = -0.3, camera.colorMatrix1.m[0][2] = -0.1;
-  camera.colorMatrix1.m[1][0] = -0.4, camera.colorMatrix1.m[1][1] = 1.3, camera.colorMatrix1.m[1][2] = 0.1;
-  camera.colorMatrix1.m[2][0] = -0.05, camera.colorMatrix1.m[2][1] = 0.2, camera.colorMatrix1.m[2][2] = 0.6;
-  camera.calibrationIlluminant1 = 21;
-  camera.hasAsShotNeutral = true;
-  camera.asShotNeutral = {0.5, 1, 0.62};
-  return camera;
-}
-
-// Blocks of different brightness with noise; some samples lie below black and above white.
-std::vector<uint16_t> MakeSamples(const DngInfo& camera, uint32_t seed) {
-  std::mt19937 random(seed);
-  std::vector<uint16_t> samples;
-  for (uint32_t y = 0; y < camera.height; ++y) {
-    for (uint32_t x = 0; x < camera.width; ++x) {
-      const uint32_t base = (x / 7 * 97 + y / 5 * 61) % 1000, noise = random() % 90;
-      samples.push_back(uint16_t(random() % 50 == 0 ? 1500 : base + noise));
-    }
-  }
-  return samples;
-}
-
-GainMap MakeGainMap(uint32_t top, uint32_t left, uint32_t bottom, uint32_t right, uint32_t pitch, float lift) {
-  GainMap map;
-  map.top = top, map.left = left, map.bottom = bottom, map.right = right;
-  map.rowPitch = map.colPitch = pitch;
-  map.planes = map.mapPlanes = 1;
-  map.pointsV = 4, map.pointsH = 5;
-  map.spacingV = 1.0 / 3, map.spacingH = 0.25;
-  for (int i = 0; i < 20; ++i) map.gains.push_back(1 + lift * float(i % 7));
-  return map;
-}
-
-RectilinearWarp MakeWarp(double k0, double k1, double t0) {
-  RectilinearWarp warp;
-  warp.valid = true;
-  warp.planes = 1;
-  warp.plane[0].kr[0] = k0;
-  warp.plane[0].kr[1] = k1;
-  warp.plane[0].kt[0] = t0;
-  warp.centreX = 0.52;
-  warp.centreY = 0.47;
-  return warp;
-}
-
-std::unique_ptr<CubeLut> MakeLut() {
-  auto lut = std::make_unique<CubeLut>();
-  lut->size3D = 5;
-  EXPECT_TRUE(lut->table3D.Reserve(5 * 5 * 5 * 3));
-  for (int i = 0; i < 125; ++i) {
-    const float r = float(i % 5) / 4, g = float(i / 5 % 5) / 4, b = float(i / 25) / 4;
-    lut->table3D[size_t(3 * i)] = r * r;
-    lut->table3D[size_t(3 * i + 1)] = 0.8f * g + 0.2f * b;
-    lut->table3D[size_t(3 * i + 2)] = 1.1f * b - 0.05f;
-  }
-  lut->size1D = 9;
-  EXPECT_TRUE(lut->table1D.Reserve(27));
-  for (int i = 0; i < 27; ++i) lut->table1D[size_t(i)] = float(i / 3) / 8 * (0.9f + 0.05f * float(i % 3));
-  lut->contentHash = 1;
-  return lut;
-}
-
 struct Scene {
-  DngInfo camera = MakeCamera(48, 34);
+  DngInfo camera = MakePhoneCamera(48, 34);
   RectilinearWarp warp;
   DevelopParams params;
   WorkerPool* pool = nullptr;
@@ -135,7 +60,7 @@ Developed Develop(const Scene& scene, const std::vector<uint16_t>& samples) {
 // The float stages may round differently in the last place, which moves a code by one where the formula lies between two. The steep start
 // of the log curves and the jump of the Rec.709 curve at 0.018 widen that a little; `tolerance` is in codes.
 void ExpectLikeReference(const Scene& scene, int tolerance) {
-  const auto samples = MakeSamples(scene.camera, scene.seed);
+  const auto samples = MakeSceneSamples(scene.camera, scene.seed);
   const Developed developed = Develop(scene, samples);
   const ReferenceFrame reference = ReferenceDevelop(scene.camera, scene.warp, samples, scene.params);
   ASSERT_EQ(developed.size, reference.size);
@@ -159,7 +84,7 @@ TEST(CpuSession, DevelopsLikeTheFormulas) {
     const char* name;
     std::function<void(Scene&)> change;
   };
-  const auto lut = MakeLut();
+  const auto lut = MakeSceneLut(true, true);
   const Row rows[] = {
       {"plain", [](Scene&) {}},
       {"crop inside the active area",
@@ -170,7 +95,7 @@ TEST(CpuSession, DevelopsLikeTheFormulas) {
          s.camera.cropWidth = 41, s.camera.cropHeight = 29;
        }},
       {"crop beyond the active area", [](Scene& s) { s.camera.activeRight = 37, s.camera.activeBottom = 27; }},
-      {"smallest area", [](Scene& s) { s.camera = MakeCamera(8, 8); }},
+      {"smallest area", [](Scene& s) { s.camera = MakePhoneCamera(8, 8); }},
       {"levels of each phase",
        [](Scene& s) {
          s.camera.black = {0, 100.5f, 33, 64}, s.camera.white = 900;
@@ -181,21 +106,21 @@ TEST(CpuSession, DevelopsLikeTheFormulas) {
        }},
       {"gain maps of each phase",
        [](Scene& s) {
-         for (uint32_t i = 0; i < 4; ++i) s.camera.gainMaps.push_back(MakeGainMap(i / 2, i % 2, 34, 48, 2, 0.1f * float(i + 1)));
+         for (uint32_t i = 0; i < 4; ++i) s.camera.gainMaps.push_back(MakeSceneGainMap(i / 2, i % 2, 34, 48, 2, 0.1f * float(i + 1)));
        }},
-      {"one gain map over a part", [](Scene& s) { s.camera.gainMaps.push_back(MakeGainMap(4, 7, 29, 40, 1, 0.2f)); }},
+      {"one gain map over a part", [](Scene& s) { s.camera.gainMaps.push_back(MakeSceneGainMap(4, 7, 29, 40, 1, 0.2f)); }},
       {"weaker gain maps",
-       [](Scene& s) { s.camera.gainMaps.push_back(MakeGainMap(0, 0, 34, 48, 1, 0.2f)), s.params.vignetteStrength = 0.5f; }},
+       [](Scene& s) { s.camera.gainMaps.push_back(MakeSceneGainMap(0, 0, 34, 48, 1, 0.2f)), s.params.vignetteStrength = 0.5f; }},
       {"highlights", [](Scene& s) { s.params.exposureEv = 2.5f; }},
       {"no knee", [](Scene& s) { s.params.exposureEv = -1.5f; }},
       {"DaVinci Intermediate", [](Scene& s) { s.params.outputKind = OutputKind::kDaVinciIntermediate; }},
       {"S-Log3", [](Scene& s) { s.params.outputKind = OutputKind::kSLog3; }},
       {"linear", [](Scene& s) { s.params.outputKind = OutputKind::kLinear; }},
       {"LUT", [&](Scene& s) { s.params.lut = lut.get(), s.params.outputKind = OutputKind::kSLog3; }},
-      {"barrel distortion", [](Scene& s) { s.warp = MakeWarp(1, -0.1, 0.01); }},
-      {"pincushion distortion", [](Scene& s) { s.warp = MakeWarp(0.9, 0.1, 0); }},
-      {"weaker warp", [](Scene& s) { s.warp = MakeWarp(1, -0.2, 0), s.params.warpStrength = 0.3f; }},
-      {"warp that turns the image over", [](Scene& s) { s.warp = MakeWarp(-1, 0, 0); }},
+      {"barrel distortion", [](Scene& s) { s.warp = MakeSceneWarp(1, -0.1, 0.01); }},
+      {"pincushion distortion", [](Scene& s) { s.warp = MakeSceneWarp(0.9, 0.1, 0); }},
+      {"weaker warp", [](Scene& s) { s.warp = MakeSceneWarp(1, -0.2, 0), s.params.warpStrength = 0.3f; }},
+      {"warp that turns the image over", [](Scene& s) { s.warp = MakeSceneWarp(-1, 0, 0); }},
   };
   for (const Row& row : rows) {
     for (Demosaic method : {Demosaic::kGradient5x5, Demosaic::kBilinear, Demosaic::kAhd, Demosaic::kAhdRefined}) {
@@ -214,7 +139,7 @@ TEST(CpuSession, KnowsAllBayerPatterns) {
     for (Demosaic method : {Demosaic::kGradient5x5, Demosaic::kBilinear, Demosaic::kAhd, Demosaic::kAhdRefined}) {
       SCOPED_TRACE(testing::Message() << "pattern " << int(pattern[0]) << int(pattern[1]) << ", method " << int(method));
       Scene scene;
-      scene.camera = MakeCamera(45, 19);
+      scene.camera = MakePhoneCamera(45, 19);
       scene.camera.cfa = pattern;
       scene.params.demosaic = method;
       scene.params.outputKind = OutputKind::kLinear;
@@ -235,10 +160,10 @@ TEST(CpuSession, HalvesLikeTheFormulas) {
                          Row{"crop beyond the active area", 32, false, 4}}) {
     SCOPED_TRACE(row.name);
     Scene scene;
-    scene.camera = MakeCamera(row.width, 2160);
+    scene.camera = MakePhoneCamera(row.width, 2160);
     scene.params.scaleCode = 2;
     scene.params.outputKind = OutputKind::kRec709;
-    if (row.warp) scene.warp = MakeWarp(1, -0.02, 0.001);
+    if (row.warp) scene.warp = MakeSceneWarp(1, -0.02, 0.001);
     scene.camera.activeRight -= uint32_t(row.masked);
     ExpectLikeReference(scene, 1);
   }
@@ -249,8 +174,8 @@ TEST(CpuSession, GivesTheSameFrameWithAnyNumberOfThreads) {
     for (bool warp : {false, true}) {
       Scene scene;
       scene.params.demosaic = method;
-      if (warp) scene.warp = MakeWarp(1, -0.15, 0.01);
-      const auto samples = MakeSamples(scene.camera, 3);
+      if (warp) scene.warp = MakeSceneWarp(1, -0.15, 0.01);
+      const auto samples = MakeSceneSamples(scene.camera, 3);
       const Developed alone = Develop(scene, samples);
       for (int threads = 1; threads <= 4; ++threads) {
         SCOPED_TRACE(testing::Message() << threads << " threads, method " << int(method) << (warp ? ", warp" : ""));
@@ -266,7 +191,7 @@ TEST(CpuSession, ReadsLinearValuesAboveWhite) {
   Scene scene;
   scene.params.outputKind = OutputKind::kLinear;
   scene.params.exposureEv = 1;
-  const auto samples = MakeSamples(scene.camera, 5);
+  const auto samples = MakeSceneSamples(scene.camera, 5);
   const Developed developed = Develop(scene, samples);
   const ReferenceFrame reference = ReferenceDevelop(scene.camera, scene.warp, samples, scene.params);
   const auto gamut = GamutMatrix(OutputKind::kLinear);
@@ -286,7 +211,7 @@ TEST(CpuSession, FollowsEachFramesDescription) {
   DevelopParams params;
   params.outputKind = OutputKind::kRec709;
   params.demosaic = Demosaic::kAhd;
-  DngInfo camera = MakeCamera(48, 34);
+  DngInfo camera = MakePhoneCamera(48, 34);
   camera.cropX = 4, camera.cropWidth = 40;
   MessageBuffer<256> message;
   const CpuSessionPtr session = CreateCpuSession(camera, params, nullptr, message);
@@ -299,10 +224,10 @@ TEST(CpuSession, FollowsEachFramesDescription) {
       [](DngInfo& c, RectilinearWarp&) {
         c.asShotNeutral = {0.8, 1, 0.4};
       },
-      [](DngInfo&, RectilinearWarp& warp) { warp = MakeWarp(1, -0.1, 0); },
-      [](DngInfo&, RectilinearWarp& warp) { warp = MakeWarp(0.95, 0.1, 0); },
-      [](DngInfo&, RectilinearWarp& warp) { warp = MakeWarp(0.95, 0.1, 0), warp.plane[0].kr[3] = 0.05; },
-      [](DngInfo& c, RectilinearWarp&) { c.gainMaps.push_back(MakeGainMap(0, 0, 34, 48, 1, 0.3f)); },
+      [](DngInfo&, RectilinearWarp& warp) { warp = MakeSceneWarp(1, -0.1, 0); },
+      [](DngInfo&, RectilinearWarp& warp) { warp = MakeSceneWarp(0.95, 0.1, 0); },
+      [](DngInfo&, RectilinearWarp& warp) { warp = MakeSceneWarp(0.95, 0.1, 0), warp.plane[0].kr[3] = 0.05; },
+      [](DngInfo& c, RectilinearWarp&) { c.gainMaps.push_back(MakeSceneGainMap(0, 0, 34, 48, 1, 0.3f)); },
       [](DngInfo& c, RectilinearWarp&) { c.cropX = 6; },
       [](DngInfo& c, RectilinearWarp&) {
         c.cfa = {2, 1, 1, 0};
@@ -314,7 +239,7 @@ TEST(CpuSession, FollowsEachFramesDescription) {
     scene.camera = camera;
     scene.params = params;
     changes[i](scene.camera, scene.warp);
-    const auto samples = MakeSamples(scene.camera, uint32_t(i));
+    const auto samples = MakeSceneSamples(scene.camera, uint32_t(i));
     std::vector<uint16_t> codes(40 * 34 * 3);
     ASSERT_EQ(DevelopFrameCpu(session.get(), SceneFrame(scene, samples), 0, codes.data(), message), 0) << message.text();
     EXPECT_EQ(codes, Develop(scene, samples).codes);
@@ -335,10 +260,10 @@ TEST(CpuSession, SurvivesSenselessDescriptions) {
       {"levels that are no numbers", kBlack, [&](Scene& s) { s.camera.black[2] = float(nan), s.camera.white = float(nan); }},
       {"no light", kBlack, [](Scene& s) { s.params.exposureEv = -1000; }},
       {"endless light", kDeveloped, [](Scene& s) { s.params.exposureEv = 1000; }},
-      {"a warp that is no number", kDeveloped, [&](Scene& s) { s.warp = MakeWarp(nan, 0, 0); }},
-      {"an endless warp", kDeveloped, [&](Scene& s) { s.warp = MakeWarp(huge, -huge, nan); }},
-      {"a warp to one point", kDeveloped, [](Scene& s) { s.warp = MakeWarp(0, 0, 0); }},
-      {"a wild warp", kDeveloped, [](Scene& s) { s.warp = MakeWarp(-1e5, 30, 5); }},
+      {"a warp that is no number", kDeveloped, [&](Scene& s) { s.warp = MakeSceneWarp(nan, 0, 0); }},
+      {"an endless warp", kDeveloped, [&](Scene& s) { s.warp = MakeSceneWarp(huge, -huge, nan); }},
+      {"a warp to one point", kDeveloped, [](Scene& s) { s.warp = MakeSceneWarp(0, 0, 0); }},
+      {"a wild warp", kDeveloped, [](Scene& s) { s.warp = MakeSceneWarp(-1e5, 30, 5); }},
       {"a crop far outside", kFailed, [](Scene& s) { s.camera.cropX = 1e9f; }},
   };
   // S-Log3 has black at 95 of 1023.
@@ -349,7 +274,7 @@ TEST(CpuSession, SurvivesSenselessDescriptions) {
       Scene scene;
       scene.params.outputKind = kind;
       row.change(scene);
-      const auto samples = MakeSamples(scene.camera, 1);
+      const auto samples = MakeSceneSamples(scene.camera, 1);
       MessageBuffer<256> message;
       const CpuSessionPtr session = CreateCpuSession(scene.camera, scene.params, nullptr, message);
       ASSERT_NE(session, nullptr);
@@ -366,13 +291,13 @@ TEST(CpuSession, SurvivesSenselessDescriptions) {
 
 TEST(CpuSession, SaysWhyItCannotDevelop) {
   MessageBuffer<256> message;
-  DngInfo camera = MakeCamera(48, 34);
+  DngInfo camera = MakePhoneCamera(48, 34);
   DevelopParams params;
   camera.cfa = {0, 1, 2, 1};
   EXPECT_EQ(CreateCpuSession(camera, params, nullptr, message), nullptr);
   EXPECT_STREQ(message.text(), "CFA is not Bayer: the full frame cannot be developed");
 
-  camera = MakeCamera(48, 34);
+  camera = MakePhoneCamera(48, 34);
   params.outputKind = OutputKind(9);
   EXPECT_EQ(CreateCpuSession(camera, params, nullptr, message), nullptr);
   EXPECT_STREQ(message.text(), "unknown curve 9");
@@ -380,9 +305,9 @@ TEST(CpuSession, SaysWhyItCannotDevelop) {
   params.outputKind = OutputKind::kRec709;
   const CpuSessionPtr session = CreateCpuSession(camera, params, nullptr, message);
   ASSERT_NE(session, nullptr);
-  const auto samples = MakeSamples(camera, 1);
+  const auto samples = MakeSceneSamples(camera, 1);
   std::vector<uint16_t> codes(48 * 34 * 3);
-  DngInfo other = MakeCamera(56, 34);
+  DngInfo other = MakePhoneCamera(56, 34);
   struct Row {
     const char* name;
     const DngInfo* described;
@@ -421,9 +346,9 @@ TEST(CpuSession, ReportsShortMemory) {
 TEST(CpuSession, ReportsShortMemoryOfAFrame) {
   Scene scene;
   const DngInfo clip = scene.camera;
-  scene.camera.gainMaps.push_back(MakeGainMap(0, 0, 34, 48, 1, 0.2f));
-  scene.warp = MakeWarp(1, -0.1, 0);
-  const auto samples = MakeSamples(scene.camera, 1);
+  scene.camera.gainMaps.push_back(MakeSceneGainMap(0, 0, 34, 48, 1, 0.2f));
+  scene.warp = MakeSceneWarp(1, -0.1, 0);
+  const auto samples = MakeSceneSamples(scene.camera, 1);
   const auto expected = Develop(scene, samples).codes;
   const SceneFrame raw(scene, samples);
   int failures = 0;

@@ -20,13 +20,6 @@ namespace {
 
 namespace host = qx::host;
 
-std::unique_ptr<HostClip> OpenClip(const Plugin& plugin, const std::string& path) {
-  int32_t result = -1;
-  std::unique_ptr<HostClip> clip = HostClip::Open(plugin, path, 0, &result);
-  EXPECT_EQ(result, host::imNoErr);
-  return clip;
-}
-
 PrefsBlock BlockOf(const BlockSettings& settings) {
   PrefsBlock block(1024);
   EXPECT_TRUE(WriteBlock(settings, &block));

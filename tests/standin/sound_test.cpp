@@ -36,13 +36,6 @@ class TemporaryFile {
   std::string path_;
 };
 
-std::unique_ptr<HostClip> OpenClip(const Plugin& plugin, const std::string& path) {
-  int32_t result = 0;
-  std::unique_ptr<HostClip> clip = HostClip::Open(plugin, path, 0, &result);
-  EXPECT_NE(clip, nullptr) << path << ": " << result;
-  return clip;
-}
-
 /// All of the clip's sound, in blocks as a host asks for them.
 Channels PullSound(const HostClip& clip, const ClipFacts& facts) {
   Channels all(size_t(facts.audioChannels)), block;

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/selectors.h"
 #include "samples/dng_writer.h"
 #include "samples/zip_writer.h"
 #include "standin/host_clip.h"
@@ -90,6 +91,13 @@ inline std::unique_ptr<Plugin> LoadPlugin() {
   std::unique_ptr<Plugin> plugin = Plugin::Load(QX_PLUGIN_PATH, &error);
   EXPECT_NE(plugin, nullptr) << error;
   return plugin;
+}
+
+inline std::unique_ptr<HostClip> OpenClip(const Plugin& plugin, const std::string& path) {
+  int32_t result = -1;
+  std::unique_ptr<HostClip> clip = HostClip::Open(plugin, path, 0, &result);
+  EXPECT_EQ(result, qx::host::imNoErr);
+  return clip;
 }
 
 /// Shuts the plug-in down and expects that it left nothing behind.
