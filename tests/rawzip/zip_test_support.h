@@ -12,6 +12,7 @@
 
 #include "base/byte_source.h"
 #include "rawzip/zip_reader.h"
+#include "samples/zip_writer.h"
 
 namespace qx {
 
@@ -111,5 +112,17 @@ class SparseSource final : public ByteSource {
   uint64_t size_;
   std::vector<Piece> pieces_;
 };
+
+/// Two STORE members "a" and "b" of five bytes each. Local headers at 0 and 36, directory at 72 (two records of 47 bytes), end record at
+/// 166.
+constexpr size_t kTwoDirectory = 72, kTwoRecord = 47, kTwoEnd = 166;
+inline ByteVector TwoMembers(std::string_view comment = {}, bool zip64 = false) {
+  ByteVector bytes;
+  ZipWriter writer(ZipSinkTo(&bytes));
+  writer.Add("a", BytesOf("first"));
+  writer.Add("b", BytesOf("other"));
+  writer.Finish({.comment = comment, .forceZip64 = zip64});
+  return bytes;
+}
 
 }  // namespace qx

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -16,6 +17,7 @@
 #include "host/selectors.h"
 #include "samples/dng_writer.h"
 #include "samples/zip_writer.h"
+#include "standin/frame_image.h"
 #include "standin/host_clip.h"
 #include "standin/plugin.h"
 #include "tests/support/system.h"
@@ -98,6 +100,20 @@ inline std::unique_ptr<HostClip> OpenClip(const Plugin& plugin, const std::strin
   std::unique_ptr<HostClip> clip = HostClip::Open(plugin, path, 0, &result);
   EXPECT_EQ(result, qx::host::imNoErr);
   return clip;
+}
+
+inline FrameRequest RequestFor(int64_t frame, uint32_t format) {
+  FrameRequest request;
+  request.frame = frame;
+  request.formats = {format};
+  return request;
+}
+
+/// In 16-bit steps.
+inline int LargestDifference(const RgbImage& a, const RgbImage& b) {
+  int largest = 0;
+  for (size_t i = 0; i < a.rgb.size(); ++i) largest = std::max(largest, std::abs(int(a.rgb[i]) - int(b.rgb[i])));
+  return largest;
 }
 
 /// Shuts the plug-in down and expects that it left nothing behind.
