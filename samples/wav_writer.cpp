@@ -15,7 +15,7 @@ void Put(uint64_t value, int bytes, ByteVector* out) {
 }
 
 void PutText(std::string_view text, ByteVector* out) {
-  out->insert(out->end(), text.begin(), text.end());
+  for (const char c : text) out->push_back(uint8_t(c));
 }
 
 void PutChunk(std::string_view tag, const ByteVector& contents, ByteVector* out) {
