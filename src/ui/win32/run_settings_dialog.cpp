@@ -17,6 +17,7 @@ int RunSourceSettingsDialog(const SettingsDialogRequest& request, DevelopOptions
   AllowDarkApplication();
   SettingsDialog dialog(request, *options);
   const int result = dialog.Run();
+  if (result == SettingsDialog::kOutOfMemory) return message.Fail("no settings window: out of memory");
   if (result < 0) return message.Fail("no settings window: %s", std::system_category().message(int(GetLastError())).c_str());
   if (result != 1) return 0;
   *options = dialog.model().options();

@@ -126,7 +126,7 @@ INT_PTR CALLBACK SettingsDialog::Procedure(HWND window, UINT message, WPARAM wid
   try {
     return dialog->Handle(message, wide, lng);
   } catch (...) {  // out of memory; the system's code between here and Run lets no exception through
-    EndDialog(window, -1);
+    EndDialog(window, kOutOfMemory);
     return TRUE;
   }
 }

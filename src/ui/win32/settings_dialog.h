@@ -23,8 +23,10 @@ class SettingsDialog final : private SettingsView {
   SettingsDialog(const SettingsDialog&) = delete;
   SettingsDialog& operator=(const SettingsDialog&) = delete;
 
-  /// Shows the window until the user closes it: 1 confirmed, 0 cancelled, −1 when the system makes no window.
+  /// Shows the window until the user closes it: 1 confirmed, 0 cancelled, −1 when the system makes no window (GetLastError says why), or
+  /// kOutOfMemory.
   int Run();
+  static constexpr int kOutOfMemory = -2;
   const SettingsModel& model() const { return model_; }
 
  private:

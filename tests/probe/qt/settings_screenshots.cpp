@@ -7,41 +7,16 @@
 #include <QStyleFactory>
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "pipeline/clip.h"
+#include "tests/probe/preview_clip.h"
 #include "ui/qt/settings_dialog.h"
 
 namespace {
-
-struct PreviewClip {
-  std::filesystem::path path;
-  int64_t frameCount = 0;
-  int32_t fpsNumerator = 0, fpsDenominator = 0;
-};
-
-int Render(void* context, const qx::DevelopOptions& options, int64_t frame, uint8_t** pixels, int32_t* width, int32_t* height) {
-  const auto& preview = *static_cast<const PreviewClip*>(context);
-  qx::ClipInfo info;
-  const qx::ClipPtr clip(qx::OpenClip(preview.path, &options, &info, {}));
-  if (clip == nullptr) return -1;
-  *width = info.fullWidth;
-  *height = info.fullHeight;
-  const uint32_t rowBytes = uint32_t(*width) * 4;
-  *pixels = static_cast<uint8_t*>(std::malloc(size_t(rowBytes) * size_t(*height)));
-  if (*pixels == nullptr) return -1;
-  return qx::GetFrame(clip.get(), frame, frame, qx::kFullSize, qx::OutputPixelFormat::kBgra8, *pixels, rowBytes, nullptr, nullptr);
-}
-
-void FreePixels(uint8_t* pixels) {
-  std::free(pixels);
-}
 
 // Runs the event loop until the preview thread has delivered.
 void WaitForPicture(const qx::SettingsDialog& dialog) {
@@ -78,13 +53,7 @@ QList<QRgb> FrequentColors(const QImage& picture) {
 }
 
 bool TakePicture(const qx::SettingsDialogRequest& request, const std::string& file, QStyle* style) {
-  qx::DevelopOptions options;
-  options.outputCurve = 2;
-  options.whiteBalanceOn = 1;
-  options.kelvin = 5600;
-  options.exposureEv = -0.7f;
-  options.demosaic = 3;
-  qx::SettingsDialog dialog(request, options, style);
+  qx::SettingsDialog dialog(request, qx::PicturedOptions(), style);
   dialog.show();
   WaitForPicture(dialog);
   const QImage picture = dialog.grab().toImage().convertToFormat(QImage::Format_RGB32);
@@ -99,25 +68,18 @@ int main(int argc, char** argv) {
     fprintf(stderr, "usage: settings_screenshots RECORDING FOLDER\n");
     return 2;
   }
-  PreviewClip preview{argv[1]};
-  {
-    qx::ClipInfo info;
-    qx::MessageBuffer<256> message;
-    const qx::ClipPtr clip(qx::OpenClip(preview.path, nullptr, &info, message));
-    if (clip == nullptr) {
-      fprintf(stderr, "%s: %s\n", argv[1], message.text());
-      return 1;
-    }
-    preview.frameCount = info.frameCount;
-    preview.fpsNumerator = info.fpsNumerator;
-    preview.fpsDenominator = info.fpsDenominator;
+  qx::PreviewClip clip;
+  qx::MessageBuffer<256> message;
+  if (!clip.Open(argv[1], message)) {
+    fprintf(stderr, "%s: %s\n", argv[1], message.text());
+    return 1;
   }
-  const qx::SettingsPreview description{&preview, preview.frameCount, preview.fpsNumerator, preview.fpsDenominator, Render, FreePixels};
+  const qx::SettingsPreview preview = clip.description();
   const QApplication application(argc, argv);
   const std::unique_ptr<QStyle> style(QStyleFactory::create("Fusion"));
   for (int language = 0; language < qx::kLanguageCount; ++language) {
     const std::string file = std::string(argv[2]) + "/" + qx::kLanguageCodes[language] + ".png";
-    if (!TakePicture({nullptr, preview.path, language, &description}, file, style.get())) {
+    if (!TakePicture({nullptr, argv[1], language, &preview}, file, style.get())) {
       fprintf(stderr, "%s cannot be written\n", file.c_str());
       return 1;
     }
