@@ -1,12 +1,14 @@
 ; The installer of the Windows plug-in. Built by the CMake target "installer", which defines VERSION, BUILD (the folder with the binaries),
 ; NOTICES (the licence texts of what is linked) and OUTPUT.
 ;
-; Silent: qorix-importer-setup.exe /S [/D=the host's plug-in folder]; exit code 2 when that folder is neither found nor given.
+; Silent: qorix-importer-setup.exe /S [/CurrentUser] [/D=the host's plug-in folder]; exit code 2 when that folder is neither found nor given, or
+; when a file cannot be replaced.
 
 Unicode true
 Target amd64-unicode
 RequestExecutionLevel highest
 SetCompressor /SOLID lzma
+AllowSkipFiles off ; a plug-in in use that cannot be replaced is a failure
 Name "qorix importer ${VERSION}"
 OutFile "${OUTPUT}"
 BrandingText "qorix importer ${VERSION}"
@@ -27,6 +29,7 @@ VIAddVersionKey "LegalCopyright" ""
 ; Below the maker's folder in Program Files; hosts of one maker share it.
 !define PLUGIN_FOLDER "Common\Plug-ins\7.0\MediaCore"
 
+Var UserSwitch
 Var ProgramFolder ; of the uninstaller, the health check and the licence texts; $INSTDIR is the host's plug-in folder
 
 LicenseText "The texts below belong to libraries that the plug-in contains." "Continue"
@@ -39,15 +42,22 @@ Page instfiles
 UninstPage uninstConfirm
 UninstPage instfiles
 
-; Administrators install for all users, others for themselves.
+; Administrators install for all users unless they say /CurrentUser, others for themselves. An installation knows by that switch in its
+; uninstall command whose it is.
 !macro ChooseContext
   SetRegView 64
   UserInfo::GetAccountType
   Pop $0
-  ${If} $0 == "Admin"
+  ${GetParameters} $1
+  ClearErrors
+  ${GetOptions} $1 "/CurrentUser" $2
+  ${If} ${Errors} ; no such switch
+  ${AndIf} $0 == "Admin"
+    StrCpy $UserSwitch ""
     SetShellVarContext all
     StrCpy $ProgramFolder "$PROGRAMFILES64\qorix importer"
   ${Else}
+    StrCpy $UserSwitch " /CurrentUser"
     SetShellVarContext current
     StrCpy $ProgramFolder "$LOCALAPPDATA\Programs\qorix importer"
   ${EndIf}
@@ -96,8 +106,8 @@ Section
   WriteRegStr SHCTX "${UNINSTALL_KEY}" "Publisher" "qorix importer"
   WriteRegStr SHCTX "${UNINSTALL_KEY}" "PluginFolder" "$INSTDIR"
   WriteRegStr SHCTX "${UNINSTALL_KEY}" "InstallLocation" "$ProgramFolder"
-  WriteRegStr SHCTX "${UNINSTALL_KEY}" "UninstallString" '"$ProgramFolder\uninstall.exe"'
-  WriteRegStr SHCTX "${UNINSTALL_KEY}" "QuietUninstallString" '"$ProgramFolder\uninstall.exe" /S'
+  WriteRegStr SHCTX "${UNINSTALL_KEY}" "UninstallString" '"$ProgramFolder\uninstall.exe"$UserSwitch'
+  WriteRegStr SHCTX "${UNINSTALL_KEY}" "QuietUninstallString" '"$ProgramFolder\uninstall.exe" /S$UserSwitch'
   WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "NoModify" 1
   WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "NoRepair" 1
   ${GetSize} "$ProgramFolder" "/S=0K" $0 $1 $2
