@@ -57,6 +57,7 @@ class Clip {
   JobList jobs GUARDED_BY(lock);
   uint64_t lastStamp GUARDED_BY(lock) = 0;
   RequestHistory history GUARDED_BY(lock);
+  FormatHistory formats GUARDED_BY(lock);
   DevelopOptions options GUARDED_BY(lock);
   bool optionsChanging GUARDED_BY(lock) = false;  // new requests wait
 
@@ -73,6 +74,7 @@ class Clip {
   // Own synchronisation.
   SpareBuffers spares;
   std::atomic<OutputPixelFormat> hostFormat{OutputPixelFormat::kRgb48};  // of the latest request
+  std::atomic<bool> formatsMixed{false};                                 // of the latest requests: 16-bit frames are kept for the others
   std::atomic<bool> gpuFailed{false};                                    // all later frames are developed on the processor
   std::atomic<bool> hasFullSession{false};
   std::atomic<int32_t> uploadBits{0};  // samples that readers upload to the graphics card; 0 until the first frame has settled it

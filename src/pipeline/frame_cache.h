@@ -2,6 +2,7 @@
 // state.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -56,6 +57,22 @@ class RequestHistory {
   int64_t recorded_ = 0;  // since the history was last cleared
   int64_t lastRequested_ = 0;
   int64_t step_ = 1;
+};
+
+/// Follows the formats of the host's requests: whether they changed within the last 8.
+class FormatHistory {
+ public:
+  void Record(OutputPixelFormat format) {
+    run_ = format == last_ || last_ == kNone ? std::min(run_ + 1, kLength) : 0;
+    last_ = format;
+  }
+  bool isMixed() const { return run_ < kLength; }
+
+ private:
+  static constexpr int kLength = 8;
+  static constexpr OutputPixelFormat kNone{-1};
+  OutputPixelFormat last_ = kNone;
+  int run_ = kLength;  // requests since the last change
 };
 
 }  // namespace qx

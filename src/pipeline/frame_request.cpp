@@ -45,6 +45,8 @@ FrameJob* WaitForJob(Clip& clip, FrameRequest& request) {
   clip.history.Record(request.frame);
   request.step = clip.history.step();
   clip.hostFormat = request.format;
+  clip.formats.Record(request.format);
+  clip.formatsMixed = clip.formats.isMixed();
   clip.pipeline.DropQueued(clip, [&](const FrameJob& job) { return IsStale(job, request.frame); });
   FrameJob* job = FindOrQueueJob(clip, request.frame, request.sizeLevel, true);
   if (job == nullptr) return nullptr;

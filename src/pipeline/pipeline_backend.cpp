@@ -22,6 +22,9 @@ class CpuProcessorSession final : public ProcessorSession {
   int Develop(const RawFrame& raw, int32_t frame, uint16_t* rgb48, Message message) override {
     return DevelopFrameCpu(session_.get(), raw, frame, rgb48, message);
   }
+  int DevelopPacked(const RawFrame& raw, int32_t frame, OutputPixelFormat format, uint8_t* pixels, Message message) override {
+    return DevelopPackedFrameCpu(session_.get(), raw, frame, format, pixels, message);
+  }
   void ReadFloat(float* rgb, int32_t firstRow, int32_t endRow) const override { ReadFloatRgb(*session_, 0, rgb, firstRow, endRow); }
 
  private:

@@ -9,6 +9,7 @@
 #include "base/message.h"
 #include "develop/develop_params.h"
 #include "develop/geometry.h"
+#include "develop/pixel_format.h"
 #include "media/frame_source.h"
 #include "media/source_timeline.h"
 #include "pipeline/gpu_path.h"
@@ -24,6 +25,9 @@ class ProcessorSession {
   /// Develops `raw`, source frame `frame`, into 16-bit RGB of the output size, top row first, rows packed. `rgb48` may be null for the
   /// linear kind. 0, or -1 with a message.
   [[nodiscard]] virtual int Develop(const RawFrame& raw, int32_t frame, uint16_t* rgb48, Message message) = 0;
+  /// The same into a packed host format, rows packed.
+  [[nodiscard]] virtual int DevelopPacked(const RawFrame& raw, int32_t frame, OutputPixelFormat format, uint8_t* pixels,
+                                          Message message) = 0;
   /// Linear kind only: rows firstRow … endRow − 1 of the frame developed last, as float RGB, rows packed. Rows may be read by several
   /// threads.
   virtual void ReadFloat(float* rgb, int32_t firstRow, int32_t endRow) const = 0;

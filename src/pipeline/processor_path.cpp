@@ -44,6 +44,23 @@ int DevelopFloat(ProcessorSession& session, FrameJob& job, const RawFrame& raw, 
   return 0;
 }
 
+/// Straight into the host's format: the 16-bit frame, which is half again as large as 8-bit BGRA, is neither written nor kept.
+int DevelopPacked(ProcessorSession& session, FrameJob& job, const RawFrame& raw, int32_t sourceFrame, OutputPixelFormat format,
+                  Message message) {
+  const Size size = session.OutputSize();
+  FrameBuffer packed = TakeBuffer(*job.clip, FormatRowBytes(format, size.width) * uint64_t(size.height));
+  if (packed.data() == nullptr) return message.Fail("out of memory");
+  if (session.DevelopPacked(raw, sourceFrame, format, packed.data(), message) != 0) {
+    ReturnBuffer(*job.clip, std::move(packed));
+    return -1;
+  }
+  job.converted = std::move(packed);
+  job.convertedFormat = format;
+  job.convertedReady = true;
+  return 0;
+}
+
+/// The 16-bit frame, for quarter frames, which are made of it, and for hosts that ask in several formats by turns.
 int DevelopRgb(ProcessorSession& session, FrameJob& job, const RawFrame& raw, int32_t sourceFrame, Message message) {
   const Size size = session.OutputSize();
   FrameBuffer developed = TakeBuffer(*job.clip, FormatRowBytes(OutputPixelFormat::kRgb48, size.width) * uint64_t(size.height));
@@ -63,11 +80,14 @@ bool DevelopOnProcessor(FrameJob& job, const RawFrame& raw, int32_t sourceFrame)
   LockGuard guard(clip.processorLock);
   ProcessorSession* session = FindSession(clip, job.sizeLevel != kFullSize);
   if (session == nullptr) return false;
-  const bool wantsFloat = clip.info.outputKind == int32_t(OutputKind::kLinear) && clip.hostFormat == OutputPixelFormat::kBgraFloat;
+  const OutputPixelFormat format = clip.hostFormat;
+  const bool wantsFloat = clip.info.outputKind == int32_t(OutputKind::kLinear) && format == OutputPixelFormat::kBgraFloat;
+  const bool packs = IsPacked(format) && job.sizeLevel != kQuarterSize && !clip.formatsMixed;
   const double start = MonotonicMs();
   MessageBuffer<256> message;
-  const int result =
-      wantsFloat ? DevelopFloat(*session, job, raw, sourceFrame, message) : DevelopRgb(*session, job, raw, sourceFrame, message);
+  const int result = wantsFloat ? DevelopFloat(*session, job, raw, sourceFrame, message)
+                     : packs    ? DevelopPacked(*session, job, raw, sourceFrame, format, message)
+                                : DevelopRgb(*session, job, raw, sourceFrame, message);
   job.times.developMs = MonotonicMs() - start;
   if (result != 0) LogPipeline("CPU frame %d: %s", sourceFrame, message.text());
   return result == 0;

@@ -71,6 +71,12 @@ class FakeSession final : public ProcessorSession {
     if (rgb48 != nullptr) std::fill_n(rgb48, size_t(size_.width) * size_t(size_.height) * 3, uint16_t(257 * value_));
     return 0;
   }
+  int DevelopPacked(const RawFrame& raw, int32_t frame, OutputPixelFormat format, uint8_t* pixels, Message message) override {
+    std::vector<uint16_t> rgb48(size_t(size_.width) * size_t(size_.height) * 3);
+    if (Develop(raw, frame, rgb48.data(), message) != 0) return -1;
+    ConvertRows(rgb48.data(), size_.width, size_.height, format, pixels, int64_t(FormatRowBytes(format, size_.width)), false, 0, 1);
+    return 0;
+  }
   void ReadFloat(float* rgb, int32_t firstRow, int32_t endRow) const override {
     for (int32_t y = firstRow; y < endRow; ++y) {
       for (int32_t x = 0; x < size_.width; ++x) {

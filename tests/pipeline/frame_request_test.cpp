@@ -27,6 +27,12 @@ void AwaitWaiters(Clip& clip, int32_t count) {
   }
 }
 
+/// In another format than Ask's.
+void AskOtherFormat(const ClipPtr& clip, int64_t frame) {
+  std::vector<uint8_t> pixels(32 * 16 * 2);
+  EXPECT_EQ(GetFrame(clip.get(), frame, frame, kFullSize, OutputPixelFormat::kUyvy, pixels.data(), 64, nullptr, nullptr), 0);
+}
+
 std::future<int> AskLater(const ClipPtr& clip, int64_t frame) {
   return std::async(std::launch::async, [&clip, frame] { return Ask(clip, frame); });
 }
@@ -187,6 +193,22 @@ TEST(FrameRequest, LeavesTheBytesBetweenRowsAlone) {
   }
 }
 
+TEST(FrameRequest, KeepsSixteenBitsWhileFramesAreWantedInTwoFormats) {
+  FakeRecording recording;
+  FramePipeline pipeline(MakeFakeBackend(recording), SmallConfig());
+  const ClipPtr clip = OpenFakeClip(pipeline);
+  const auto isConverted = [&](int frame) {
+    EXPECT_EQ(Ask(clip, frame), frame);
+    LogCapture log;
+    AskOtherFormat(clip, frame);
+    return log.Find("frame " + std::to_string(frame)).find(", convert ") != std::string::npos;
+  };
+  EXPECT_FALSE(isConverted(4)) << "nobody could know";
+  EXPECT_TRUE(isConverted(5));
+  for (int frame = 6; frame < 15; ++frame) EXPECT_EQ(Ask(clip, frame), frame);
+  EXPECT_FALSE(isConverted(15)) << "the host had settled on one format";
+}
+
 TEST(FrameRequest, LogsHowTheFrameCame) {
   FakeRecording recording;
   recording.width = 16;
@@ -315,6 +337,7 @@ TEST(FailedFrames, OutOfMemoryFailsTheFrameAndLeavesTheClipUsable) {
   EXPECT_EQ(Ask(clip, 1), -1);
   EXPECT_EQ(log.Count("CPU frame 1: out of memory"), 1);
   EXPECT_EQ(Ask(clip, 1), 1);
+  AskOtherFormat(clip, 1);
   FailAllocationForTest(1);
   EXPECT_EQ(Ask(clip, 2), 2) << "without memory for the conversion ahead, the request converts";
 }

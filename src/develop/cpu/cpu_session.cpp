@@ -58,7 +58,7 @@ class Band {
   [[nodiscard]] bool Prepare(const FramePlan& plan, int firstRow, int endRow) {
     firstRow_ = firstRow;
     endRow_ = endRow;
-    if (!mosaic_.Reserve(plan.debayer.width)) return false;
+    if (!mosaic_.Reserve(plan.debayer.width) || !codes_.Reserve(uint64_t(plan.render.geometry.output.width) * 3)) return false;
     mosaic_.Begin(plan.mosaic);
     if (rgb_ == nullptr || method_ != plan.method || setup_ != plan.debayer) {
       rgb_ = CreateDebayer(&mosaic_, plan);
@@ -71,6 +71,9 @@ class Band {
     }
     return rgb_ != nullptr && render_ != nullptr && render_->Begin(plan.render, &linear_, firstRow, endRow);
   }
+
+  // Room for one developed row, of frames that are packed row by row.
+  uint16_t* codes() { return codes_.data(); }
 
   // `finish(y, row)` receives the linear output rows.
   template <typename Finish>
@@ -88,6 +91,7 @@ class Band {
   LinearRows linear_;
   std::unique_ptr<RenderRows> render_;
   RenderMode mode_ = RenderMode::kCopy;
+  GrowBuffer<uint16_t> codes_;
 };
 
 }  // namespace
@@ -109,17 +113,20 @@ class CpuSession {
   }
 
   int Develop(const RawFrame& raw, int32_t frame, uint16_t* rgb48, Message message) {
-    DevelopGeometry geometry;
-    if (!IsUsable(raw) || !ComputeGeometry(*raw.described, raw.warpDecided ? raw.warp : raw.described->warp, params_, &geometry) ||
-        geometry.output != output_ || (rgb48 == nullptr && !keepsLinear())) {
-      return message.Fail("frame %d: CPU development failed", frame);
-    }
-    if (!Plan(*raw.described, geometry, raw.samples) || !PrepareBands()) return message.Fail("out of memory");
-    const int result = RunParts(pool_, int(bands_.size()), [&](int part) {
-      bands_[size_t(part)].Run(plan_, [&](int y, const LinearRow& row) { Finish(y, row, rgb48); });
-      return 0;
+    const size_t rowCodes = size_t(output_.width) * 3;
+    return DevelopRows(raw, frame, rgb48 != nullptr || keepsLinear(), message, [&](Band&, int y, const LinearRow& row) {
+      rgb48 != nullptr ? plan_.encoder.Encode(row, rgb48 + size_t(y) * rowCodes, output_.width) : KeepRow(y, row);
     });
-    return result == 0 ? 0 : message.Fail("out of memory");
+  }
+
+  int DevelopPacked(const RawFrame& raw, int32_t frame, OutputPixelFormat format, uint8_t* pixels, Message message) {
+    const auto rowBytes = int64_t(FormatRowBytes(format, output_.width));
+    const bool isBottomUp = IsBottomUp(format);
+    return DevelopRows(raw, frame, true, message, [&](Band& band, int y, const LinearRow& row) {
+      plan_.encoder.Encode(row, band.codes(), output_.width);
+      uint8_t* const out = pixels + (isBottomUp ? output_.height - 1 - y : y) * rowBytes;
+      ConvertRows(band.codes(), output_.width, 1, format, out, rowBytes, false, 0, 1);
+    });
   }
 
   void ReadFloat(float* destination, int32_t firstRow, int32_t endRow) const {
@@ -135,6 +142,23 @@ class CpuSession {
   Size output() const { return output_; }
 
  private:
+  // `finish(band, y, row)` takes the linear output rows, of several bands at a time.
+  template <typename Finish>
+  int DevelopRows(const RawFrame& raw, int32_t frame, bool hasTarget, Message message, Finish&& finish) {
+    DevelopGeometry geometry;
+    if (!IsUsable(raw) || !ComputeGeometry(*raw.described, raw.warpDecided ? raw.warp : raw.described->warp, params_, &geometry) ||
+        geometry.output != output_ || !hasTarget) {
+      return message.Fail("frame %d: CPU development failed", frame);
+    }
+    if (!Plan(*raw.described, geometry, raw.samples) || !PrepareBands()) return message.Fail("out of memory");
+    const int result = RunParts(pool_, int(bands_.size()), [&](int part) {
+      Band& band = bands_[size_t(part)];
+      band.Run(plan_, [&](int y, const LinearRow& row) { finish(band, y, row); });
+      return 0;
+    });
+    return result == 0 ? 0 : message.Fail("out of memory");
+  }
+
   bool keepsLinear() const { return encoding_.profile != 0 && encoding_.kind == OutputKind::kLinear; }
 
   bool IsUsable(const RawFrame& raw) const {
@@ -190,11 +214,6 @@ class CpuSession {
     return true;
   }
 
-  void Finish(int y, const LinearRow& row, uint16_t* rgb48) {
-    if (rgb48 == nullptr) return KeepRow(y, row);
-    plan_.encoder.Encode(row, rgb48 + size_t(y) * size_t(output_.width) * 3, output_.width);
-  }
-
   void KeepRow(int y, const LinearRow& row) {
     const size_t width = size_t(output_.width);
     float* kept = linearImage_.data() + size_t(y) * width * 3;
@@ -238,6 +257,11 @@ Size CpuSessionOutputSize(const CpuSession& session) {
 
 int DevelopFrameCpu(CpuSession* session, const RawFrame& raw, int32_t frame, uint16_t* rgb48, Message message) {
   return session->Develop(raw, frame, rgb48, message);
+}
+
+int DevelopPackedFrameCpu(CpuSession* session, const RawFrame& raw, int32_t frame, OutputPixelFormat format, uint8_t* pixels,
+                          Message message) {
+  return session->DevelopPacked(raw, frame, format, pixels, message);
 }
 
 void ReadFloatRgb(const CpuSession& session, int, float* destination, int32_t firstRow, int32_t endRow) {

@@ -7,6 +7,7 @@
 #include "base/message.h"
 #include "develop/develop_params.h"
 #include "develop/geometry.h"
+#include "develop/pixel_format.h"
 #include "media/raw_frame.h"
 #include "platform/worker_pool.h"
 
@@ -31,6 +32,11 @@ Size CpuSessionOutputSize(const CpuSession& session);
 /// session of the linear kind: the float image is made then, and only then. 0, or -1 with "frame %d: CPU development failed" or "out of
 /// memory".
 [[nodiscard]] int DevelopFrameCpu(CpuSession* session, const RawFrame& raw, int32_t frame, uint16_t* rgb48, Message message);
+
+/// The same with each row packed into a host's format as soon as it is developed, so that no 16-bit frame is written and read again.
+/// `pixels` has the format's rows of the output width, packed.
+[[nodiscard]] int DevelopPackedFrameCpu(CpuSession* session, const RawFrame& raw, int32_t frame, OutputPixelFormat format, uint8_t* pixels,
+                                        Message message);
 
 /// Linear kind only, after a DevelopFrameCpu without `rgb48`: rows firstRow … endRow − 1 of max(rgb, 0) through the gamut matrix as float
 /// RGB, rows packed. `slot` is 0. Values above 1 are kept.
