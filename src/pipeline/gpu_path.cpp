@@ -99,6 +99,7 @@ class ThreadedGpuPath final : public GpuPath {
     job.times.readBackWaitMs = arrived - posted;
     if (completion.failed) {
       LogPipeline("GPU frame failed: %s", "reading the GPU output failed");
+      ReleaseSessions(*request->clip);  // the clip goes on on the processor
       return -1;
     }
     std::memcpy(output.data(), thread_.directSlots().readBackMemory(request->slot), size_t(output.capacity()));

@@ -26,7 +26,7 @@ class GpuPath {
   /// Develops `raw` into the job's developed buffer (`gpuOutputCode` kRgb48ReadBack) or its converted buffer (the other codes), which the
   /// caller has allocated, and fills the job's times but for the read time. 0, or -1 when the frame must be developed on the processor.
   [[nodiscard]] virtual int Develop(FrameJob& job, const RawFrame& raw) = 0;
-  /// Forgets what the GPU thread holds for the clip; returns when that is done. No reader works on the clip.
+  /// Forgets what the GPU thread holds for the clip; returns when that is done. A reader that works on the clip may make it anew.
   virtual void ReleaseSessions(Clip& clip) = 0;
   /// Time that the GPU thread has been working so far.
   virtual double BusySeconds() const = 0;

@@ -181,6 +181,7 @@ void GpuThread::Answer(GpuRequest* request, int32_t result) {
 void GpuThread::Handle(GpuRequest* request) {
   int32_t result = GpuRequest::kFailed;
   bool answerLater = false;
+  (void)NoGlError();  // what an earlier frame left behind must not fail this one, which may be another clip's
   try {
     switch (request->kind) {
       case GpuRequest::Kind::kReserveSlot:
