@@ -138,6 +138,15 @@ TEST(GpuSession, RefusesWhatItCannotDevelop) {
       },
       [](DngInfo& c, RawFrame&) { c.activeRight = c.activeLeft + 7; },
       [](DngInfo& c, RawFrame&) { c.activeRight = c.width + 1; },
+      [](DngInfo& c, RawFrame&) {
+        // Few points, but a texture with the width of the one map and the height of the other has 400 MB.
+        GainMap wide = MakeSceneGainMap(0, 0, 34, 48, 2, 1), high = MakeSceneGainMap(0, 1, 34, 48, 2, 1);
+        wide.pointsV = high.pointsH = 1;
+        wide.pointsH = high.pointsV = 5000;
+        wide.gains.assign(5000, 1.0f);
+        high.gains = wide.gains;
+        c.gainMaps = {wide, high};
+      },
   };
   for (size_t i = 0; i < std::size(changes); ++i) {
     SCOPED_TRACE(i);

@@ -16,6 +16,8 @@ constexpr const char* kIntegerPrefix = "#define AHD_INT 1\n";
 constexpr GLsizeiptr kLabBytes = 3 * 65536 * sizeof(int32_t);
 constexpr int kRefinements = 3;
 constexpr int kTileWidth = 16, kTileHeight = 8;
+// 64 MiB. Cameras write a few hundred points; a file can name a million in one row and, for another phase, a million in one column.
+constexpr uint64_t kMostGainTexels = 1 << 22;
 
 std::array<int, 4> CfaOf(const DngInfo& camera) {
   return {camera.cfa[0], camera.cfa[1], camera.cfa[2], camera.cfa[3]};
@@ -63,6 +65,7 @@ bool GainTexture::Upload(const GainTable& gains) {
     width = std::max(width, gain.pointsH);
     height = std::max(height, gain.pointsV);
   }
+  if (uint64_t(width) * uint64_t(height) > kMostGainTexels) return false;
   std::vector<float> texels(size_t(width) * size_t(height) * 4, 1.0f);
   for (size_t i = 0; i < 4; ++i) {
     const PhaseGain& gain = gains.phase[i];

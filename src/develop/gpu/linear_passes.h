@@ -20,7 +20,7 @@ struct LinearFrame {
 /// The gain maps as a texture: one texel a point, the four CFA phases in its four channels.
 class GainTexture {
  public:
-  /// False when the driver has no memory for it; clears the error.
+  /// False when the driver has no memory for it, clearing the error, or the maps have more points than any camera writes.
   [[nodiscard]] bool Upload(const GainTable& gains);
   GLuint name() const { return texture_.name(); }
 
