@@ -49,6 +49,7 @@ void SetGains(const GpuProgram& program, const LinearFrame& frame) {
   program.Set("uGainPts", std::span<const std::array<int, 4>>(points));
   program.Set("uGainArea", std::span<const std::array<int, 4>>(area));
   program.Set("uAA", frame.geometry.activeWidth, frame.geometry.activeHeight);
+  program.Set("uZero", 0u);
 }
 
 void AssignUnit(const GpuProgram& program, const char* sampler, GLuint unit) {

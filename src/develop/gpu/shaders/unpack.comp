@@ -11,6 +11,7 @@
 //     uGainPts[phase]      points H, points V
 //     uGainArea[phase]     top, left, bottom, right within the active area, the last two exclusive; the gain is 1 outside
 //   uAA                  width, height of the active area, as the gain maps measure it
+//   uZero                0, which the compiler does not know
 //   uWb                  white-balance multipliers of red, green, blue
 #include "precision.glsl"
 #include "images.glsl"
@@ -33,6 +34,7 @@ uniform vec4 uGainGeom[4];
 uniform ivec4 uGainPts[4];
 uniform ivec4 uGainArea[4];
 uniform ivec2 uAA;
+uniform uint uZero;
 uniform vec3 uWb;
 
 uint byteAt(uint offset) {
@@ -83,6 +85,12 @@ float pointPosition(int pixel, int side, float origin, float spacing, int points
   return position > 0.0 ? min(position, float(points - 1)) : 0.0;
 }
 
+// From a to b, each operation rounded by itself as the processor does it. Drivers may fuse a product with the sum behind it, which moves a
+// few hundred samples of a frame by one; through the integers they cannot.
+float between(float a, float b, float t) {
+  return a + uintBitsToFloat(floatBitsToUint((b - a) * t) ^ uZero);
+}
+
 float gainPoint(int phase, int column, int row) {
   return texelFetch(uGainTex, ivec2(column, row), 0)[phase];
 }
@@ -96,11 +104,9 @@ float gainAt(int phase, ivec2 p) {
   float fx = pointPosition(p.x, uAA.x, geometry.w, geometry.y, points.x);
   int top = int(fy), left = int(fx);
   int bottom = min(top + 1, points.y - 1), right = min(left + 1, points.x - 1);
-  float tx = fx - float(left), ty = fy - float(top);
-  float upperLeft = gainPoint(phase, left, top), lowerLeft = gainPoint(phase, left, bottom);
-  float above = upperLeft + (gainPoint(phase, right, top) - upperLeft) * tx;
-  float below = lowerLeft + (gainPoint(phase, right, bottom) - lowerLeft) * tx;
-  return above + (below - above) * ty;
+  float above = between(gainPoint(phase, left, top), gainPoint(phase, right, top), fx - float(left));
+  float below = between(gainPoint(phase, left, bottom), gainPoint(phase, right, bottom), fx - float(left));
+  return between(above, below, fy - float(top));
 }
 
 // Also turns what is not a number into 0.
