@@ -54,6 +54,7 @@ FrameJob* WaitForJob(Clip& clip, FrameRequest& request) {
   if (HoldsOnlyOtherFormat(*job, request.format)) {
     --job->waiters;
     job->state = JobState::kDropped;
+    clip.hostFormat = request.format;  // another request may have set its own meanwhile
     job = FindOrQueueJob(clip, request.frame, request.sizeLevel, true);
     if (job != nullptr) WaitUntilFinished(clip, job);
   }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -167,6 +168,30 @@ TEST(GpuPath, AFailureInMidPlaybackMovesThatClipAlone) {
     }
     EXPECT_GT(failures, 20);
   }
+}
+
+// The card hands out one format. A frame that was developed in the format of a later request is developed again for the one that waits.
+TEST(GpuPath, RequestsInDifferentFormatsAreBothDelivered) {
+  FakeGl fakeGl;
+  GpuStory story(fakeGl, DirectMode());
+  Gate gate;
+  story.recording.onRead = [&](int32_t frame) { return frame == 100 ? (gate.Pass(), 0) : 0; };
+  const ClipPtr clip = OpenFakeClip(*story.pipeline);
+  PrefetchFrame(clip.get(), 100, kFullSize);
+  gate.AwaitArrivals(1);  // the reader is busy until both requests wait
+  const auto askLater = [&](int64_t frame, OutputPixelFormat format, int32_t queuedThen) {
+    auto answer = std::async(std::launch::async, [&clip, frame, format] {
+      const uint64_t rowBytes = FormatRowBytes(format, 32);
+      std::vector<uint8_t> pixels(size_t(rowBytes) * 16);
+      return GetFrame(clip.get(), frame, frame, kFullSize, format, pixels.data(), uint32_t(rowBytes), nullptr, nullptr);
+    });
+    AwaitStats(clip, [&](const ClipStats& stats) { return stats.queued == queuedThen; });
+    return answer;
+  };
+  auto first = askLater(1, OutputPixelFormat::kBgra8, 1), second = askLater(2, OutputPixelFormat::kBgra16, 2);
+  gate.Open();
+  EXPECT_EQ(first.get(), 0);
+  EXPECT_EQ(second.get(), 0);
 }
 
 TEST(GpuPath, KeepsThreeSessionsAndLetsTheOldestGo) {
