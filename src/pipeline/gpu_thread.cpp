@@ -53,7 +53,7 @@ int32_t GpuThread::EnsureStarted() {
   LockGuard guard(gpuLock_);
   if (!started_) {
     started_ = true;
-    thread_ = Thread::Start("qx gpu", [this] { Run(); });
+    if (!quit_) thread_ = Thread::Start("qx gpu", [this] { Run(); });
     if (thread_ == nullptr) status_ = -1;
   }
   while (status_ == 0) ready_.Wait(gpuLock_);

@@ -26,7 +26,8 @@ class GpuThread {
   /// Stops the thread and waits for it without limit. No request is under way.
   ~GpuThread();
 
-  /// Starts the thread at the first call and waits until it knows what the machine has: +1 usable, -1 no GPU, for good.
+  /// Starts the thread at the first call, unless that comes after Shutdown(), and waits until it knows what the machine has: +1 usable,
+  /// -1 no GPU, for good.
   int32_t EnsureStarted() EXCLUDES(gpuLock_);
   /// As far as it is known: 0 before the start.
   int32_t status() const { return status_; }

@@ -271,6 +271,16 @@ TEST(GpuPath, RequestsAfterShutdownAreRefusedAtOnce) {
   EXPECT_EQ(Ask(clip, 1), 1);
 }
 
+// As for a reader that decodes longer than the pipeline waits for it.
+TEST(GpuPath, DoesNotStartAfterShutdown) {
+  FakeGl fakeGl;
+  GpuStory story(fakeGl, DirectMode());
+  const ClipPtr clip = OpenFakeClip(*story.pipeline);
+  story.pipeline->gpu().Shutdown();
+  EXPECT_EQ(Ask(clip, 1), 1);
+  EXPECT_EQ(fakeGl.calls(), 0);
+}
+
 TEST(GpuRequests, StartInTheOrderThatKeepsOneClipInFlight) {
   const auto clipA = reinterpret_cast<Clip*>(0x10), clipB = reinterpret_cast<Clip*>(0x20);
   FrameJob full, half;
