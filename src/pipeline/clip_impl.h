@@ -32,8 +32,8 @@ struct ReaderSlot {
   bool cachedUnpacked = false;  // `raw` was read for the processor
 };
 
-/// Lock order: clip lock, then one of the processor lock and the pipeline's queue lock. Readers hold the processor lock while they develop
-/// a frame, and never ask for the clip lock meanwhile. Spare buffers have a lock of their own, taken last.
+/// Lock order: options lock, clip lock, then one of the processor lock and the pipeline's queue lock. Readers hold the processor lock while
+/// they develop a frame, and never ask for the clip lock meanwhile. Spare buffers have a lock of their own, taken last.
 class Clip {
  public:
   explicit Clip(FramePipeline& owner) : pipeline(owner) {}
@@ -49,6 +49,9 @@ class Clip {
   OutputSizes sizes;
   SoundPlacement sound;        // of the timeline
   bool processorOnly = false;  // the options ask for the processor; a change reopens the clip
+
+  /// The options lock: one change of options at a time, from the look at those in force to the exchange. Held while a LUT is read.
+  Mutex optionsLock;
 
   /// The clip lock. `changed` is woken when a job finishes or is dropped, and when options have changed.
   Mutex lock;

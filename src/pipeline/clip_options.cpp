@@ -32,9 +32,8 @@ int TakeOptions(Clip& clip, const DevelopOptions& wanted, std::unique_ptr<CubeLu
 }
 
 /// Exchanges the options while no reader works on the clip. Requests that come meanwhile wait for the new options.
-int ExchangeOptions(Clip& clip, const DevelopOptions& wanted, std::unique_ptr<CubeLut> lut, Message message) {
+int ExchangeOptions(Clip& clip, const DevelopOptions& wanted, std::unique_ptr<CubeLut> lut, Message message) REQUIRES(clip.optionsLock) {
   LockGuard guard(clip.lock);
-  while (clip.optionsChanging) clip.changed.Wait(clip.lock);
   clip.optionsChanging = true;  // from here on only requests that already hold a job may queue another one
   CancelJobsLocked(clip);
   clip.pipeline.gpu().ReleaseSessions(clip);
@@ -51,6 +50,8 @@ int ApplyDevelopOptions(Clip* clip, const DevelopOptions* options, Message messa
   if (clip == nullptr || options == nullptr) return -1;
   clip->pipeline.Start();
   const DevelopOptions wanted = *options;
+  // What is compared below must still be in force at the exchange.
+  LockGuard changing(clip->optionsLock);
   bool needsLut = false;
   {
     LockGuard guard(clip->lock);

@@ -115,6 +115,14 @@ int Apply(const ClipPtr& clip, const DevelopOptions& options, std::string* text 
   return result;
 }
 
+/// Returns when an exchange of options is under way.
+void AwaitChange(Clip& clip) {
+  for (bool changing = false; !changing; std::this_thread::yield()) {
+    LockGuard guard(clip.lock);
+    changing = clip.optionsChanging;
+  }
+}
+
 TEST(ApplyDevelopOptions, DevelopsCachedFramesAnew) {
   FakeRecording recording;
   LogCapture log;
@@ -168,9 +176,12 @@ TEST(ApplyDevelopOptions, ExchangesOneLutForAnother) {
     path.copy(options.lutPath, std::size(options.lutPath) - 1);
     return options;
   };
-  for (const char* name : {"a.cube", "b.cube"}) std::ofstream(folder / name) << "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n";
+  std::ofstream(folder / "a.cube") << "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n";
+  std::ofstream(folder / "b.cube") << "LUT_1D_SIZE 2\n0 0 0\n0.5 0.5 0.5\n";
   {
     FakeRecording recording;
+    Gate gate;
+    recording.onRead = [&](int32_t frame) { return frame == 9 ? (gate.Pass(), 0) : 0; };
     FramePipeline pipeline(MakeFakeBackend(recording), SmallConfig());
     ClipInfo info;
     const DevelopOptions first = optionsWithLut("a.cube");
@@ -183,6 +194,20 @@ TEST(ApplyDevelopOptions, ExchangesOneLutForAnother) {
     EXPECT_EQ(Apply(clip, optionsWithLut("missing.cube"), &message), -1);
     EXPECT_EQ(message, "cannot open the LUT");
     EXPECT_EQ(Apply(clip, DevelopOptions()), 1);
+
+    // Back to the LUT that is in force, while another exchange still waits for a reader.
+    PrefetchFrame(clip.get(), 9, kFullSize);
+    gate.AwaitArrivals(1);
+    auto toFirst = std::async(std::launch::async, [&] { return Apply(clip, first); });
+    AwaitChange(*clip);
+    auto back = std::async(std::launch::async, [&] { return Apply(clip, optionsWithLut("b.cube")); });
+    for (int i = 0; i < 10000; ++i) std::this_thread::yield();  // so that it has looked at what is in force
+    gate.Open();
+    EXPECT_EQ(toFirst.get(), 0);
+    EXPECT_EQ(back.get(), 0);
+    LockGuard guard(clip->lock);
+    LockGuard processorGuard(clip->processorLock);
+    EXPECT_EQ(clip->lut->table1D[3], LutTextOf(clip->options) == LutTextOf(first) ? 1.0f : 0.5f);
   }
   std::filesystem::remove_all(folder);
 }
@@ -196,10 +221,7 @@ TEST(ApplyDevelopOptions, NoRequestSeesAnOldFrameAfterwards) {
   auto before = std::async(std::launch::async, [&] { return Ask(clip, 2); });
   gate.AwaitArrivals(1);
   auto apply = std::async(std::launch::async, [&] { return Apply(clip, Exposed(20)); });
-  for (bool changing = false; !changing; std::this_thread::yield()) {
-    LockGuard guard(clip->lock);
-    changing = clip->optionsChanging;
-  }
+  AwaitChange(*clip);
   auto during = std::async(std::launch::async, [&] { return Ask(clip, 5); });
   gate.Open();
   EXPECT_EQ(before.get(), 2) << "was being developed when the options changed";
