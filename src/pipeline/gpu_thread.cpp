@@ -44,8 +44,12 @@ GpuThread::GpuThread(GlDriverFactory createDriver, const GpuSwitches& switches)
 
 GpuThread::~GpuThread() {
   Shutdown();
-  LockGuard guard(gpuLock_);
-  if (thread_ != nullptr) thread_->Join();
+  Thread* thread = nullptr;
+  {
+    LockGuard guard(gpuLock_);
+    thread = thread_.get();
+  }
+  if (thread != nullptr) thread->Join();  // which may still need the lock
 }
 
 int32_t GpuThread::EnsureStarted() {

@@ -91,7 +91,9 @@ class GpuDeveloper {
     gl.PixelStorei(GL_PACK_ALIGNMENT, 4);
     gl.BindBuffer(GL_PIXEL_PACK_BUFFER, 0);
     gl.BindFramebuffer(GL_FRAMEBUFFER, 0);
-    return NoGlError() && slot.fence.Insert() ? 0 : -1;
+    if (!NoGlError() || !slot.fence.Insert()) return -1;
+    gl.Flush();  // so that the device works while the next frame is prepared
+    return 0;
   }
 
   const uint16_t* ReadBack(int index) {
