@@ -14,6 +14,13 @@ constexpr double kReadBackLimitMs = 10000;
 
 }  // namespace
 
+bool DirectSlots::IsUsable() {
+  if (bufferStorage_ == nullptr) return false;
+  const int slot = Reserve(1, 1);
+  if (slot >= 0) Free(slot);
+  return slot >= 0;
+}
+
 int DirectSlots::Reserve(uint64_t uploadBytes, uint64_t readBackBytes) {
   const auto free = std::find_if(slots_.begin(), slots_.end(), [](const Slot& s) { return !s.busy.load(std::memory_order_acquire); });
   if (free == slots_.end()) return kNoneFree;

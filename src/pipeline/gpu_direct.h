@@ -18,9 +18,10 @@ class DirectSlots {
  public:
   static constexpr int kSlots = 10;
 
-  /// Direct mode is on when the driver has glBufferStorage.
+  /// `bufferStorage`: null where the driver has no glBufferStorage.
   explicit DirectSlots(PFNGLBUFFERSTORAGEPROC bufferStorage) : bufferStorage_(bufferStorage) {}
-  bool available() const { return bufferStorage_ != nullptr; }
+  /// GPU thread: tries it out, as dispatch libraries also hand out functions that the driver behind them does not have. Reserve needs it.
+  [[nodiscard]] bool IsUsable();
 
   /// GPU thread: takes the first free slot and grows its buffers to the sizes. The slot, kNoneFree, or kFailed.
   static constexpr int kNoneFree = -1, kFailed = -2;

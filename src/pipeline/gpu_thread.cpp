@@ -124,7 +124,7 @@ bool GpuThread::SetUp() {
   hasOutputPass_ = outputPass_ != nullptr;
   direct_ = std::make_unique<DirectSlots>(hasOutputPass_ ? LookUpGlFunction<PFNGLBUFFERSTORAGEPROC>(lookup, "glBufferStorage") : nullptr);
   if (switches_.timing) timer_.Create(lookup);
-  isDirect_ = direct_->available() && switches_.direct;
+  isDirect_ = switches_.direct && direct_->IsUsable();
   LogPipeline("output: %s", !hasOutputPass_ ? "readback of RG48 (no output pass)"
                             : isDirect_     ? "output pass, direct (readers upload and read back)"
                                             : "output pass, readback in GPU thread");

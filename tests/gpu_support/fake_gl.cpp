@@ -110,7 +110,9 @@ void* APIENTRY MapBufferRange(GLenum target, GLintptr, GLsizeiptr size, GLbitfie
   });
 }
 void APIENTRY BufferStorage(GLenum, GLsizeiptr, const void*, GLbitfield) {
-  Try([] {});
+  Try([] {
+    if (!script->storesBuffers) Failed<void>();
+  });
 }
 GLsync APIENTRY FenceSync(GLenum, GLbitfield) {
   return Try([] { return reinterpret_cast<GLsync>(uintptr_t(NewName())); });

@@ -22,6 +22,7 @@ class FakeGl {
   std::atomic<int64_t> failAt{-1};    // this call fails, counted from 1 …
   std::atomic<int64_t> failFrom{-1};  // … and this one and all after it, as when the device is lost
   std::set<std::string> missing;      // functions that the driver does not have
+  bool storesBuffers = true;          // else glBufferStorage exists and fails
   std::function<bool(const std::string& source)> refusesShader = [](const std::string&) { return false; };
   /// Asked each time a fence is polled: true leaves it unreached.
   std::function<bool()> fencePends = [] { return false; };
