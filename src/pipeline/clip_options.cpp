@@ -1,4 +1,6 @@
 // Changing the development options of an open clip.
+#include <new>
+
 #include "base/log.h"
 #include "pipeline/clip_impl.h"
 
@@ -35,9 +37,14 @@ int TakeOptions(Clip& clip, const DevelopOptions& wanted, std::unique_ptr<CubeLu
 int ExchangeOptions(Clip& clip, const DevelopOptions& wanted, std::unique_ptr<CubeLut> lut, Message message) REQUIRES(clip.optionsLock) {
   LockGuard guard(clip.lock);
   clip.optionsChanging = true;  // from here on only requests that already hold a job may queue another one
-  CancelJobsLocked(clip);
-  clip.pipeline.gpu().ReleaseSessions(clip);
-  const int result = TakeOptions(clip, wanted, std::move(lut), message);
+  int result = -1;
+  try {
+    CancelJobsLocked(clip);
+    clip.pipeline.gpu().ReleaseSessions(clip);
+    result = TakeOptions(clip, wanted, std::move(lut), message);
+  } catch (const std::bad_alloc&) {  // requests must not wait for ever for the options that did not come
+    message.Fail("out of memory");
+  }
   ForgetFrames(clip);
   clip.optionsChanging = false;
   clip.changed.WakeAll();

@@ -33,9 +33,8 @@ struct JobTimes {
 };
 
 /// Owned by its clip's list. Fields are guarded by the clip lock, except
-///   state                     queued → reading under the queue lock, every other change under the clip lock (a job in the queue also under
-///   the
-///                             queue lock)
+///   state                     queued → reading under the queue lock, every other change under the clip lock (of a job in the queue, under
+///                             the queue lock too)
 ///   buffers, formats, times   owned by the reader while the state is kReading, unchanged afterwards
 ///   nextInQueue               guarded by the queue lock
 struct FrameJob {
