@@ -33,8 +33,7 @@ BOOL CALLBACK Compare(HWND window, LPARAM context) {
 
 void* FindOwnerWindow() {
   const HWND foreground = GetForegroundWindow();
-  const HWND root = foreground != nullptr ? GetAncestor(foreground, GA_ROOTOWNER) : nullptr;
-  if (root != nullptr && BelongsToThisProcess(root)) return root;
+  if (foreground != nullptr && BelongsToThisProcess(foreground)) return GetAncestor(foreground, GA_ROOTOWNER);
   Largest largest;
   EnumWindows(Compare, reinterpret_cast<LPARAM>(&largest));
   return largest.window;

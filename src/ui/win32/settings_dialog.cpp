@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "platform/fault_guard.h"
 #include "platform/path.h"
 #include "ui/win32/dark_theme.h"
 #include "ui/win32/window_text.h"
@@ -123,12 +124,30 @@ INT_PTR CALLBACK SettingsDialog::Procedure(HWND window, UINT message, WPARAM wid
   }
   auto* const dialog = reinterpret_cast<SettingsDialog*>(GetWindowLongPtrW(window, DWLP_USER));
   if (dialog == nullptr) return FALSE;
+  return dialog->HandleGuarded(message, wide, lng);
+}
+
+// A fault that left this window behind would leave it open, with its owner locked and its state gone: the window is closed first.
+INT_PTR SettingsDialog::HandleGuarded(UINT message, WPARAM wide, LPARAM lng) {
+  struct Call {
+    SettingsDialog* dialog;
+    UINT message;
+    WPARAM wide;
+    LPARAM lng;
+    INT_PTR result;
+  } call{this, message, wide, lng, FALSE};
+  const auto handle = [](void* context) {
+    auto& running = *static_cast<Call*>(context);
+    running.result = running.dialog->Handle(running.message, running.wide, running.lng);
+  };
+  int failure = kOutOfMemory;
   try {
-    return dialog->Handle(message, wide, lng);
+    if (CallGuarded(handle, &call, &fault_)) return call.result;
+    failure = kFaulted;
   } catch (...) {  // out of memory; the system's code between here and Run lets no exception through
-    EndDialog(window, kOutOfMemory);
-    return TRUE;
   }
+  EndDialog(window_, failure);
+  return TRUE;
 }
 
 INT_PTR SettingsDialog::Handle(UINT message, WPARAM wide, LPARAM lng) {
@@ -149,6 +168,8 @@ INT_PTR SettingsDialog::Handle(UINT message, WPARAM wide, LPARAM lng) {
     case WM_MOUSEWHEEL:
       // Systems that send the wheel to the focus instead of what is under the pointer.
       return OnWheel(GetDlgCtrlID(WindowFromPoint({GET_X_LPARAM(lng), GET_Y_LPARAM(lng)})), wide);
+    case kFieldTurnedMessage:
+      return OnWheel(int(lng), wide);
     case WM_DRAWITEM:
       if (wide == kPreviewPicture) DrawPicture(*reinterpret_cast<const DRAWITEMSTRUCT*>(lng));
       return wide == kPreviewPicture;
@@ -170,9 +191,12 @@ INT_PTR SettingsDialog::Handle(UINT message, WPARAM wide, LPARAM lng) {
   }
 }
 
-LRESULT CALLBACK SettingsDialog::FieldProcedure(HWND control, UINT message, WPARAM wide, LPARAM lng, UINT_PTR id, DWORD_PTR dialog) {
-  if (message == WM_MOUSEWHEEL && reinterpret_cast<SettingsDialog*>(dialog)->OnWheel(int(id), wide)) return 0;
-  return DefSubclassProc(control, message, wide, lng);
+LRESULT CALLBACK SettingsDialog::FieldProcedure(HWND control, UINT message, WPARAM wide, LPARAM lng) {
+  const HWND window = GetParent(control);
+  const int id = GetDlgCtrlID(control);
+  if (message == WM_MOUSEWHEEL) return SendMessageW(window, kFieldTurnedMessage, wide, id);
+  const auto* const dialog = reinterpret_cast<const SettingsDialog*>(GetWindowLongPtrW(window, DWLP_USER));
+  return CallWindowProcW(dialog->fieldProcedures_.find(id)->second, control, message, wide, lng);
 }
 
 void SettingsDialog::CreateControls() {
@@ -244,7 +268,8 @@ void SettingsDialog::PrepareControl(const ControlSpec& control, HWND window) {
       SendMessageW(window, UDM_SETBUDDY, reinterpret_cast<WPARAM>(Item(control.partner)), 0);
       // After the arrows have made the field their buddy: they would turn its wheel into steps of their own.
       for (const int id : {control.id, control.partner}) {
-        SetWindowSubclass(Item(id), FieldProcedure, UINT_PTR(id), reinterpret_cast<DWORD_PTR>(this));
+        fieldProcedures_[id] = reinterpret_cast<WNDPROC>(GetWindowLongPtrW(Item(id), GWLP_WNDPROC));
+        SetWindowLongPtrW(Item(id), GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(FieldProcedure));
       }
       break;
     case ControlKind::kSlider:
@@ -260,8 +285,12 @@ void SettingsDialog::PrepareControl(const ControlSpec& control, HWND window) {
 void SettingsDialog::Place(const SettingsLayout& layout) {
   RECT size = {0, 0, layout.width, layout.height};
   MapDialogRect(window_, &size);
-  AdjustWindowRectEx(&size, DWORD(GetWindowLongPtrW(window_, GWL_STYLE)), FALSE, DWORD(GetWindowLongPtrW(window_, GWL_EXSTYLE)));
-  const int width = int(size.right - size.left), height = int(size.bottom - size.top);
+  // The frame as it is: AdjustWindowRectEx does not know how large it is on a monitor with a scale of its own.
+  RECT outside, inside;
+  GetWindowRect(window_, &outside);
+  GetClientRect(window_, &inside);
+  const int width = int(size.right + outside.right - outside.left - inside.right);
+  const int height = int(size.bottom + outside.bottom - outside.top - inside.bottom);
   const HWND owner = static_cast<HWND>(request_.ownerWindow);
   MONITORINFO monitor = {};
   monitor.cbSize = sizeof(monitor);
@@ -315,7 +344,9 @@ HBRUSH SettingsDialog::OnControlColor(HDC context, HWND control) {
   const int id = GetDlgCtrlID(control);
   // The list of a combo box is no control of the layout.
   const bool isKnown = id == kNoControl || kinds_.contains(id);
-  const Color background = isKnown ? model_.BackgroundColor(id) : kFieldColor;
+  // A check box draws its own field; what is coloured here lies around it.
+  const bool isCheck = id == kProcessorCheck || id == kNewClipsCheck;
+  const Color background = isCheck ? kWindowColor : isKnown ? model_.BackgroundColor(id) : kFieldColor;
   SetTextColor(context, ToSystem(isKnown ? model_.TextColor(id) : kTextColor));
   SetBkColor(context, ToSystem(background));
   return Brush(background);

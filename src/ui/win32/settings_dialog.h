@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -13,6 +14,8 @@ namespace qx {
 
 /// Posted to the dialog when a new picture of the clip is there.
 constexpr UINT kPictureArrivedMessage = 0x8001;
+/// Sent to the dialog by a field whose wheel was turned: the wheel's first parameter, and the field's id.
+constexpr UINT kFieldTurnedMessage = 0x8002;
 
 /// One window, for one Run(). Lives on the thread that calls Run.
 class SettingsDialog final : private SettingsView {
@@ -23,10 +26,11 @@ class SettingsDialog final : private SettingsView {
   SettingsDialog(const SettingsDialog&) = delete;
   SettingsDialog& operator=(const SettingsDialog&) = delete;
 
-  /// Shows the window until the user closes it: 1 confirmed, 0 cancelled, −1 when the system makes no window (GetLastError says why), or
-  /// kOutOfMemory.
+  /// Shows the window until the user closes it: 1 confirmed, 0 cancelled, −1 when the system makes no window (GetLastError says why),
+  /// kOutOfMemory, or kFaulted when a machine fault (fault() is its code) has closed it.
   int Run();
-  static constexpr int kOutOfMemory = -2;
+  static constexpr int kOutOfMemory = -2, kFaulted = -3;
+  uint32_t fault() const { return fault_; }
   const SettingsModel& model() const { return model_; }
 
  private:
@@ -37,7 +41,8 @@ class SettingsDialog final : private SettingsView {
   void Close() override;
 
   static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wide, LPARAM lng);
-  static LRESULT CALLBACK FieldProcedure(HWND control, UINT message, WPARAM wide, LPARAM lng, UINT_PTR id, DWORD_PTR dialog);
+  static LRESULT CALLBACK FieldProcedure(HWND control, UINT message, WPARAM wide, LPARAM lng);
+  INT_PTR HandleGuarded(UINT message, WPARAM wide, LPARAM lng);
   INT_PTR Handle(UINT message, WPARAM wide, LPARAM lng);
 
   void CreateControls();
@@ -60,7 +65,11 @@ class SettingsDialog final : private SettingsView {
   HFONT boldFont_ = nullptr;
   std::map<COLORREF, HBRUSH> brushes_;
   std::map<int, ControlKind> kinds_;  // of the controls with an id
-  SettingsModel model_;               // last: the preview thread ends before the rest goes
+  // What number fields and arrows were before FieldProcedure. By hand: without a manifest, the common controls that this library is bound
+  // to may have their functions for it under numbers only.
+  std::map<int, WNDPROC> fieldProcedures_;
+  uint32_t fault_ = 0;
+  SettingsModel model_;  // last: the preview thread ends before the rest goes
 };
 
 }  // namespace qx

@@ -60,6 +60,14 @@ TEST_F(SettingsWindow, CancelsAndCloses) {
   }
 }
 
+TEST_F(SettingsWindow, IsClosedByAMachineFaultInIt) {
+  OpenDialog dialog(request, options);
+  const HWND window = dialog.window();
+  SendMessageW(window, WM_DRAWITEM, kPreviewPicture, 8);  // no such address
+  EXPECT_EQ(dialog.Finish(kOkButton), -1);
+  EXPECT_FALSE(IsWindow(window));
+}
+
 TEST_F(SettingsWindow, ArrowsAndWheelStepTheFields) {
   options.whiteBalanceOn = 1;
   options.kelvin = 5600;
