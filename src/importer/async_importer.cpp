@@ -7,6 +7,7 @@
 #include "importer/frame_delivery.h"
 #include "importer/importer_clip.h"
 #include "importer/session_statistics.h"
+#include "platform/fault_guard.h"
 
 namespace qx {
 
@@ -70,7 +71,18 @@ int32_t CreateAsyncImporter(host::AsyncImporterCreationRec* record) {
 
 int32_t AsyncImporterEntry(int32_t selector, void* param) {
   try {
-    return Dispatch(selector, param);
+    struct Call {
+      int32_t selector;
+      void* param;
+      int32_t result;
+    } call{selector, param, host::aiUnknownError};
+    const auto run = [](void* context) {
+      auto* running = static_cast<Call*>(context);
+      running->result = Dispatch(running->selector, running->param);
+    };
+    uint32_t fault = 0;
+    if (!CallGuarded(run, &call, &fault)) LogLine("async selector %d: exception %08x", selector, fault);
+    return call.result;
   } catch (...) {
     return host::aiUnknownError;
   }

@@ -4,6 +4,7 @@
 
 #include "host/pixel_formats.h"
 #include "host/selectors.h"
+#include "importer/async_importer.h"
 
 namespace qx {
 namespace {
@@ -83,6 +84,14 @@ TEST(OfferedFormat, ListsByOutputKindAndSettings) {
   settings.explicitFormats = {host::kUyvy709};
   EXPECT_EQ(list(OutputKind::kRec709), "uyv7 ");
   EXPECT_EQ(list(OutputKind::kLinear), "BGaL BGra ");
+}
+
+TEST(AsyncImporter, OutlivesAMachineFault) {
+  host::SourceVideoRec request = {};
+  host::PPix place = nullptr;
+  request.outFrame = &place;
+  request.inPrivateData = reinterpret_cast<decltype(request.inPrivateData)>(uintptr_t(8));  // no such address
+  EXPECT_EQ(AsyncImporterEntry(host::aiGetFrame, &request), host::aiUnknownError);
 }
 
 }  // namespace
