@@ -128,10 +128,10 @@ std::vector<ByteRange> Scanner::FollowIndexChain(std::optional<ChunkRecord> inde
   std::vector<ByteRange> indexed;
   while (index && indexes_.IsUsable(*index) && !indexes_.WasRead(*index)) {
     const HeadFields head = reader_.Head(*index);
-    const uint64_t previous = head.U64(40, kNoOffset);
+    const uint64_t previous = head.U64(40, kNoOffset), listedFrom = head.U64(48, 0);  // now: reading the entries ends the view
     collector_.Add(*index);
     const IndexReading reading = indexes_.Read(*index);
-    if (reading.holds) indexed.push_back({head.U64(48, 0), std::min(reading.listedEnd, index->offset + index->totalSize)});
+    if (reading.holds) indexed.push_back({listedFrom, std::min(reading.listedEnd, index->offset + index->totalSize)});
     index = reader_.Validate(previous, kTagPeriodicIndex);
   }
   return indexed;
