@@ -107,23 +107,38 @@ std::optional<ChunkRecord> ChunkSearch::Last(uint32_t tag, uint64_t lowerBound) 
   return std::nullopt;
 }
 
+uint64_t ChunkSearch::Pass(const ChunkRecord& chunk) {
+  slicesBegin_ = chunk.offset + chunk.usedSize;
+  slicesEnd_ = chunk.offset + chunk.totalSize;
+  return slicesEnd_;
+}
+
+std::optional<ChunkRecord> ChunkSearch::NextInSlicesBefore(uint64_t at) {
+  return at == slicesEnd_ ? Next(slicesBegin_, at) : std::nullopt;
+}
+
 void ChunkSearch::Walk(uint64_t begin, uint64_t end) {
   RecordingScan& scan = reader_.scan();
   uint64_t at = begin;
-  while (at < end && RangeFits(at, kChunkHeaderBytes, scan.fileSize)) {
-    if (const ChunkRecord* known = collector_.Find(at)) {
-      at += known->totalSize;
+  while (at != end) {
+    const bool inside = at < end && RangeFits(at, kChunkHeaderBytes, scan.fileSize);
+    if (const ChunkRecord* known = collector_.Find(at); known != nullptr && inside) {
+      at = Pass(*known);
       continue;
     }
-    std::optional<ChunkRecord> chunk = reader_.Validate(at);
+    std::optional<ChunkRecord> chunk = inside ? reader_.Validate(at) : std::nullopt;
     if (!chunk) {
-      ++scan.counters.resynchronisations;
+      scan.counters.resynchronisations += inside ? 1 : 0;
+      chunk = NextInSlicesBefore(at);
+    }
+    if (!chunk) {
+      if (!inside) return;
       chunk = Next(at + 8, end);
       scan.damaged.push_back({at, chunk ? chunk->offset : std::min(scan.fileSize, end)});
       if (!chunk) return;
     }
     collector_.Add(*chunk);
-    at = chunk->offset + chunk->totalSize;
+    at = Pass(*chunk);
   }
 }
 
@@ -138,7 +153,7 @@ uint64_t ChunkSearch::WalkWhole(uint64_t begin) {
       break;
     }
     collector_.Add(*chunk);
-    at += chunk->totalSize;
+    at = Pass(*chunk);
   }
   return at;
 }

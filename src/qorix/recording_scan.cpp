@@ -143,7 +143,7 @@ void Scanner::WalkOutside(uint64_t from, std::vector<ByteRange> indexed) {
   std::ranges::sort(indexed, {}, [](const ByteRange& range) { return std::pair(range.begin, range.end); });
   uint64_t at = from;
   for (const ByteRange& range : indexed) {
-    search_.Walk(at, range.begin);
+    if (at < range.begin) search_.Walk(at, range.begin);
     at = std::max(at, range.end);
   }
   search_.Walk(at, scan_.fileSize);

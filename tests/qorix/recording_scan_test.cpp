@@ -308,6 +308,33 @@ TEST(RecordingScan, PeriodicIndexesSpareTheWalkWhatTheyCover) {
   EXPECT_EQ(scanned.Offsets(), (Offsets{header, first, index1, between, third, index2, behind}));
 }
 
+TEST(RecordingScan, BytesMissingFromSlicesHideNoChunk) {
+  constexpr uint32_t kFrames = 6;
+  for (const QorixFileOptions& options : {QorixFileOptions(), CutOff(), CutOff(5)}) {
+    const Recording recording = MakeFrames(kFrames, options);
+    for (uint32_t number = 0; number < kFrames; ++number) {
+      SCOPED_TRACE(number);
+      std::vector<uint8_t> bytes = recording.bytes;
+      const auto begin = bytes.begin() + ptrdiff_t(recording.Frame(number).offset + recording.Frame(number).usedSize);
+      bytes.erase(begin, begin + 4096);
+      EXPECT_EQ(Scanned(bytes).FrameNumbers(), FirstNumbers(kFrames));
+    }
+  }
+}
+
+TEST(RecordingScan, IndexBehindTwoDamagedPlacesSparesOnlyWhatItLists) {
+  constexpr uint32_t kFrames = 40;
+  const Recording recording = MakeFrames(kFrames, CutOff(9), 200000);  // longer than all that the reader keeps of the file
+  std::vector<uint8_t> bytes = recording.bytes;
+  const auto destroy = [&bytes](const QorixPlacedChunk& chunk) { bytes[chunk.offset] = 0; };
+  destroy(recording.Frame(2));
+  const auto isMiddleIndex = [&](const auto& chunk) { return chunk.tag == kTagPeriodicIndex && chunk.offset > recording.Frame(20).offset; };
+  destroy(*std::ranges::find_if(recording.chunks, isMiddleIndex));
+  Numbers expected = FirstNumbers(kFrames);
+  std::erase(expected, 2u);
+  EXPECT_EQ(Scanned(bytes).FrameNumbers(), expected);
+}
+
 TEST(RecordingScan, OddIndexChainsEnd) {
   struct Row {
     const char* what;
