@@ -143,7 +143,7 @@ void AddCount(std::string* note, const char* what, int64_t count) {
 void DescribeDamage(const RecordingScan& scan, const QorixState& state, SourceTimeline* source) {
   std::string note;
   if (scan.openState == OpenState::kRecovered) {
-    note = scan.trailer.present ? "index missing or damaged" : "not closed properly (no index at its end)";
+    note = WasClosed(scan) ? "index missing or damaged" : "not closed properly (no index at its end)";
     AddCount(&note, "chunks found by searching the file", int64_t(scan.records.size()));
   }
   uint64_t damagedBytes = 0;
@@ -201,6 +201,10 @@ int OpenInto(SourceTimeline* source, QorixState* state, const ByteSource& file, 
 }
 
 }  // namespace
+
+bool WasClosed(const RecordingScan& scan) {
+  return std::ranges::any_of(scan.records, [](const ChunkRecord& record) { return record.tag == kTagTrailer; });
+}
 
 RecordingRates RatesOf(const RecordingHeader& header) {
   RecordingRates rates;

@@ -63,6 +63,9 @@ class QorixState final : public ContainerState, public SoundReader {
 /// The state of a timeline that qorix_source_open filled.
 QorixState& qorix_state(SourceTimeline& source);
 
+/// The phone finished the recording: its trailer is there, even if the scan could not use it.
+bool WasClosed(const RecordingScan& scan);
+
 /// 0, or -1 with ".qorix: %s" and the reason. `file` must outlive it.
 [[nodiscard]] int qorix_source_open(SourceTimeline* source, const ByteSource& file, Message message);
 void qorix_source_close(SourceTimeline* source);

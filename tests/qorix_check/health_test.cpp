@@ -204,6 +204,20 @@ TEST(Health, CountsTheFrameThatAnArchiveEndsIn) {
   EXPECT_EQ(health.verdict(), Verdict::kDamaged);
 }
 
+// Uncompressed samples have nothing but the member's checksum against which a changed bit shows.
+TEST(Health, TellsChangedSamplesOfAnArchive) {
+  std::vector<uint8_t> bytes = SmallArchive(0);
+  const std::string_view localHeader = "PK\x03\x04";
+  const auto second = std::search(bytes.begin() + 1, bytes.end(), localHeader.begin(), localHeader.end());
+  ASSERT_NE(second, bytes.end());
+  EXPECT_EQ(CheckHealth(qx::MemorySource(bytes), true, [](size_t, size_t) {}).verdict(), Verdict::kWhole);
+  second[-1] ^= 1;
+  const Health health = CheckHealth(qx::MemorySource(bytes), true, [](size_t, size_t) {});
+  EXPECT_EQ(health.verdict(), Verdict::kDamaged);
+  ASSERT_EQ(health.frameFaults.size(), 1u);
+  EXPECT_TRUE(health.frameFaults[0].frame == 0 && health.frameFaults[0].wrongChecksum);
+}
+
 // A frame whose compressed bytes are no DEFLATE stream, and an archive that promises numbers which nothing confirms.
 TEST(Health, SaysCodesInWords) {
   qx::TestArchive archive;

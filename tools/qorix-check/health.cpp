@@ -1,6 +1,7 @@
 #include "health.h"
 
 #include <fmt/core.h>
+#include <libdeflate.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -94,7 +95,9 @@ void DescribeRecording(SourceTimeline& source, Health* health) {
   const RecordingScan& scan = state.scan;
   health->kind = ".qorix RAW" + (state.levelName.empty() ? "" : " " + state.levelName);
   const bool throughIndex = scan.openState == OpenState::kWholeIndex;
-  health->openState = throughIndex ? "closed properly, opened through its index" : "not closed properly: found by searching the file";
+  health->openState = throughIndex      ? "closed properly, opened through its index"
+                      : WasClosed(scan) ? "closed properly, but its index cannot be used: found by searching the file"
+                                        : "not closed properly: found by searching the file";
   std::map<uint32_t, uint64_t> counts;
   for (const ChunkRecord& record : scan.records) ++counts[record.tag];
   for (const auto& [tag, count] : counts) health->chunks.emplace_back(fmt::format("{} {}", TagText(tag), ChunkName(tag)), count);
@@ -136,18 +139,28 @@ void DescribeArchive(SourceTimeline& source, Health* health) {
     health->reindex = fmt::format("a new directory would list {} members with {} frames", state.zip.entries.size(), source.frames.size());
 }
 
-void DecodeFrames(FrameSource* frames, bool isQorix, const HealthProgress& progress, Health* health) {
+// Players do not look at the checksums of members. `raw` holds the member as it was read.
+bool HasWrongChecksum(SourceTimeline& source, int32_t frame, const RawFrame& raw) {
+  const ZipEntry& entry = archive_state(source).EntryOf(source.frames[size_t(frame)]);
+  const bool recorded = entry.crc32 != 0;
+  return recorded && libdeflate_crc32(0, raw.memberBuffer.data(), size_t(entry.uncompressedSize)) != entry.crc32;
+}
+
+void DecodeFrames(FrameSource* frames, SourceTimeline& source, const HealthProgress& progress, Health* health) {
   RawFrame raw;
   const int32_t count = frames->FrameCount();
   for (int32_t i = 0; i < count; ++i) {
     FrameFault fault{.frame = i};
-    if (frames->ReadFrame(i, &raw, kReadUnpacked) != 0) fault.message = WithoutFrameNumber(InWords(frames->LastMessage()), i);
-    if (isQorix) {
+    const bool isRead = frames->ReadFrame(i, &raw, kReadUnpacked) == 0;
+    if (!isRead) fault.message = WithoutFrameNumber(InWords(frames->LastMessage()), i);
+    if (!health->isQorix) {
+      fault.wrongChecksum = isRead && HasWrongChecksum(source, i, raw);
+    } else {
       const QorixReadStats stats = qorix_read_stats(*frames);
       fault.badSlices = stats.badSlices;
       fault.substitutedSlices = stats.substitutedSlices;
     }
-    if (fault.badSlices > 0 || !fault.message.empty()) health->frameFaults.push_back(fault);
+    if (fault.badSlices > 0 || fault.wrongChecksum || !fault.message.empty()) health->frameFaults.push_back(fault);
     ++health->framesChecked;
     progress(size_t(i) + 1, size_t(count));
   }
@@ -200,7 +213,7 @@ Health CheckHealth(const ByteSource& file, bool decode, const HealthProgress& pr
     health.reason = message.text();
     return health;
   }
-  if (decode) DecodeFrames(frames.get(), isQorix, progress, &health);
+  if (decode) DecodeFrames(frames.get(), source, progress, &health);
   return health;
 }
 

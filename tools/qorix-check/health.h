@@ -18,7 +18,8 @@ enum class Verdict { kWhole = 0, kDamaged = 1, kUnreadable = 2, kNotOpened = 4 }
 struct FrameFault {
   int32_t frame = 0;  // in capture order
   int32_t badSlices = 0, substitutedSlices = 0;
-  std::string message;  // why the whole frame cannot be read, "" when it can
+  bool wrongChecksum = false;  // of a frame in an archive that can be read: some of its bytes have changed
+  std::string message;         // why the whole frame cannot be read, "" when it can
 };
 
 struct Health {

@@ -49,6 +49,7 @@ void Lines(std::string* text, const char* name, const List& list, ToText&& toTex
 
 std::string FaultText(const FrameFault& fault) {
   if (!fault.message.empty()) return fmt::format("frame {}: {}", fault.frame, fault.message);
+  if (fault.wrongChecksum) return fmt::format("frame {}: can be shown, but some of its bytes have changed (wrong checksum)", fault.frame);
   const char* const slices = fault.badSlices == 1 ? "slice" : "slices";
   if (fault.substitutedSlices == 0) return fmt::format("frame {}: {} bad {}, not filled", fault.frame, fault.badSlices, slices);
   if (fault.substitutedSlices == fault.badSlices) {
@@ -123,6 +124,7 @@ std::string HealthJson(const std::string& path, const Health& health) {
     json["frameFaults"].push_back({{"frame", fault.frame},
                                    {"badSlices", fault.badSlices},
                                    {"substitutedSlices", fault.substitutedSlices},
+                                   {"wrongChecksum", fault.wrongChecksum},
                                    {"message", fault.message}});
   }
   const SoundHealth& sound = health.sound;
