@@ -109,6 +109,7 @@ bool ReadDirectory(ZipArchive* archive, const DirectoryPlace& place, Message mes
     message.Set("the directory has %d records of %llu declared", int(archive->entries.size()), ULongLong(place.count));
   }
   archive->directoryOffset = place.offset;
+  archive->declaredCount = place.count;
   return !archive->entries.empty();
 }
 

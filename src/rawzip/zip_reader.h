@@ -35,6 +35,7 @@ struct ZipArchive {
   bool recovered = false;  // the table was rebuilt from local headers
   bool zip64 = false;
   uint64_t directoryOffset = 0;  // after a walk: where it stopped
+  uint64_t declaredCount = 0;    // entries that the directory should have; 0 after a walk
   bool cutOff = false;           // the walk stopped inside a member
   std::string cutOffName;        // of that member, as far as it is there
   int32_t compressedCount = 0;   // entries whose method is not STORE

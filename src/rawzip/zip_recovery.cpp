@@ -113,6 +113,7 @@ uint64_t LocalHeaderWalk::SkipDescriptor(ZipEntry* entry) {
 int RecoverZipEntries(ZipArchive* archive, Message message) {
   archive->entries = {};
   archive->compressedCount = 0;
+  archive->declaredCount = 0;
   LocalHeaderWalk walk(*archive->file);
   const bool complete = walk.Allocate() && CollectEntries(archive, 0, [&walk](ZipEntry* entry) { return walk.Next(entry); });
   if (!complete) archive->entries = {};

@@ -204,6 +204,20 @@ TEST(Health, CountsTheFrameThatAnArchiveEndsIn) {
   EXPECT_EQ(health.verdict(), Verdict::kDamaged);
 }
 
+// The directory names only the first of three members any more; they are all there.
+TEST(Health, TellsHowToReachWhatADamagedDirectoryHides) {
+  std::vector<uint8_t> bytes = SmallArchive(0);
+  const size_t directory = bytes.size() - (3 * (46 + 6) + 22);
+  bytes[directory + 46 + 6] = 0;
+  const auto check = [&bytes] { return CheckHealth(qx::MemorySource(bytes), true, [](size_t, size_t) {}); };
+  const Health health = check();
+  EXPECT_EQ(health.verdict(), Verdict::kDamaged);
+  EXPECT_EQ(health.frames, 1);
+  EXPECT_NE(health.reindex.find(std::to_string(directory) + " bytes"), std::string::npos) << health.reindex;
+  bytes.resize(directory);
+  EXPECT_EQ(check().frames, 3) << "as promised";
+}
+
 // Uncompressed samples have nothing but the member's checksum against which a changed bit shows.
 TEST(Health, TellsChangedSamplesOfAnArchive) {
   std::vector<uint8_t> bytes = SmallArchive(0);

@@ -13,6 +13,7 @@
 #include "qorix/qorix_source.h"
 #include "rawzip/archive_member.h"
 #include "rawzip/archive_state.h"
+#include "rawzip/zip_recovery.h"
 
 namespace tool {
 
@@ -118,6 +119,22 @@ void DescribeRecording(SourceTimeline& source, Health* health) {
   health->reindex = fmt::format("a new index and trailer would list {} chunks with {} frames", scan.records.size(), scan.frames.size());
 }
 
+// Members behind a damaged record of the directory are not opened. A copy that ends before the directory is opened by its members' own
+// headers instead.
+void DescribeShortDirectory(const ZipArchive& zip, Health* health) {
+  const uint64_t unlisted = zip.declaredCount - std::min<uint64_t>(zip.declaredCount, zip.entries.size());
+  if (unlisted == 0) return;
+  health->openState = fmt::format("directory damaged: {} of its {} members cannot be found through it", unlisted, zip.declaredCount);
+  health->unverifiedEntries += unlisted;
+  ZipArchive walked;
+  walked.file = zip.file;
+  walked.fileSize = zip.fileSize;
+  MessageBuffer<256> unused;
+  if (RecoverZipEntries(&walked, unused) != 0 || walked.entries.size() <= zip.entries.size()) return;
+  health->reindex =
+      fmt::format("a copy of the first {} bytes, without the directory, opens with {} members", zip.directoryOffset, walked.entries.size());
+}
+
 void DescribeArchive(SourceTimeline& source, Health* health) {
   const ArchiveState& state = archive_state(source);
   health->kind = "CinemaDNG RAW-ZIP";
@@ -135,6 +152,7 @@ void DescribeArchive(SourceTimeline& source, Health* health) {
   if (!source.indexNote.empty()) health->notes.push_back(InWords(source.indexNote));
   if (!source.numberingNote.empty()) health->notes.push_back(InWords(source.numberingNote));
   if (source.indexState < 0) ++health->unverifiedEntries;
+  DescribeShortDirectory(state.zip, health);
   if (state.zip.recovered)
     health->reindex = fmt::format("a new directory would list {} members with {} frames", state.zip.entries.size(), source.frames.size());
 }
