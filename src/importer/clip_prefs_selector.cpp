@@ -93,6 +93,7 @@ int32_t EditPrefs(const PrefsCall& call, SettingsDialogFunction showWindow) {
   Choice choice;
   if (ReadClipPrefs(call.block, &choice.options) == 0) LoadDefaultOptions(&choice.options);
   const int result = ShowWindow(call, &choice, showWindow);
+  if (result == kSettingsWindowFaulted) return host::imOtherErr;
   if (result < 0) return host::imCancel;
   if (result == 0) {
     LogLine("%s: window cancelled", call.operation);

@@ -28,9 +28,12 @@ struct SettingsDialogRequest {
 };
 
 /// Shows the window and returns when it is closed. 1: confirmed, `options` and `useForNewClips` hold the user's choice. 0: cancelled, both
-/// unchanged. −1 with a message: no window can be shown here (no toolkit, no display). Call it on the host's user-interface thread.
+/// unchanged. −1 with a message: no window can be shown here (no toolkit, no display). kSettingsWindowFaulted with a message: a machine
+/// fault in it has closed it. Call it on the host's user-interface thread.
 using SettingsDialogFunction = int (*)(const SettingsDialogRequest& request, DevelopOptions* options, bool* useForNewClips,
                                        Message message);
+
+constexpr int kSettingsWindowFaulted = -2;
 
 [[nodiscard]] int RunSourceSettingsDialog(const SettingsDialogRequest& request, DevelopOptions* options, bool* useForNewClips,
                                           Message message);

@@ -175,10 +175,12 @@ TEST_F(PrefsSelectorTest, TellsWhenTheHostCannotRefresh) {
 
 TEST_F(PrefsSelectorTest, NothingChangesWithoutConfirmation) {
   struct Row {
-    int answer;
+    int answer, result;
     const char* line;
   };
-  for (const Row& row : {Row{0, "imGetPrefs8: window cancelled"}, Row{-1, "imGetPrefs8: no settings window: no display"}}) {
+  for (const Row& row :
+       {Row{0, host::imCancel, "imGetPrefs8: window cancelled"}, Row{-1, host::imCancel, "imGetPrefs8: no settings window: no display"},
+        Row{kSettingsWindowFaulted, host::imOtherErr, "imGetPrefs8: no settings window: no display"}}) {
     std::vector<uint8_t> block(1024);
     ASSERT_EQ(Answer(PrefsOperation::kClip, &block, true, NoWindowExpected), host::imNoErr);
     const std::vector<uint8_t> before = block;
@@ -188,7 +190,7 @@ TEST_F(PrefsSelectorTest, NothingChangesWithoutConfirmation) {
       message.Set("no settings window: no display");
       return row.answer;
     };
-    EXPECT_EQ(Answer(PrefsOperation::kClip, &block, false, window), host::imCancel);
+    EXPECT_EQ(Answer(PrefsOperation::kClip, &block, false, window), row.result);
     EXPECT_EQ(block, before);
     EXPECT_EQ(Lines().back(), row.line);
     DevelopOptions defaults;

@@ -112,6 +112,8 @@ constexpr RemarkRule kRemarkRules[] = {
     {"CPU frame ", "", Severity::kError, "The development of a frame failed."},
     {"CPU session: ", "", Severity::kError, "The development could not be set up, mostly for want of memory."},
     {"selector ", ": exception ", Severity::kError, "A fault inside the plug-in, caught before it reached the host. Please report it."},
+    {"", "settings window closed: exception ", Severity::kError,
+     "A fault inside the plug-in, caught before it reached the host. Please report it."},
     {"async selector ", ": exception ", Severity::kError,
      "A fault inside the plug-in, caught before it reached the host. Please report it."},
     {"reader ", ": ", Severity::kError, "A reader could not open the file: it was moved, or the disk went away."},

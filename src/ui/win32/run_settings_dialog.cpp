@@ -18,7 +18,10 @@ int RunSourceSettingsDialog(const SettingsDialogRequest& request, DevelopOptions
   SettingsDialog dialog(request, *options);
   const int result = dialog.Run();
   if (result == SettingsDialog::kOutOfMemory) return message.Fail("no settings window: out of memory");
-  if (result == SettingsDialog::kFaulted) return message.Fail("settings window closed: exception %08x", dialog.fault());
+  if (result == SettingsDialog::kFaulted) {
+    message.Fail("settings window closed: exception %08x", dialog.fault());
+    return kSettingsWindowFaulted;
+  }
   if (result < 0) return message.Fail("no settings window: %s", std::system_category().message(int(GetLastError())).c_str());
   if (result != 1) return 0;
   *options = dialog.model().options();

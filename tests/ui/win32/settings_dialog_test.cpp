@@ -64,7 +64,7 @@ TEST_F(SettingsWindow, IsClosedByAMachineFaultInIt) {
   OpenDialog dialog(request, options);
   const HWND window = dialog.window();
   SendMessageW(window, WM_DRAWITEM, kPreviewPicture, 8);  // no such address
-  EXPECT_EQ(dialog.Finish(kOkButton), -1);
+  EXPECT_EQ(dialog.Finish(kOkButton), kSettingsWindowFaulted);
   EXPECT_FALSE(IsWindow(window));
 }
 
