@@ -7,8 +7,7 @@
 #include <set>
 #include <string>
 
-#include "base/log.h"
-#include "tests/gpu_support/log_lines.h"
+#include "tests/support/log_capture.h"
 
 namespace qx {
 
@@ -141,7 +140,7 @@ TEST(GpuContext, IsSearchedPlaceByPlaceAndVersionByVersion) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     FakeDriver driver(row.places);
-    const LogLines log;
+    const LogCapture log;
     MessageBuffer<256> description;
     EXPECT_EQ(CreateGpuContext(driver, description), row.description.empty() ? -1 : 0);
     EXPECT_EQ(description.text(), row.description.empty() ? "no hardware OpenGL context" : row.description);

@@ -2,31 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <string>
 #include <thread>
 
-#include "base/log.h"
+#include "tests/support/log_capture.h"
 
 namespace qx {
 namespace {
-
-std::mutex linesLock;
-std::vector<std::string> lines;
-
-// Catches the log lines of a test; without it the log is off.
-class CaughtLog {
- public:
-  CaughtLog() {
-    lines.clear();
-    SetLogSink([](const char* message) {
-      const std::lock_guard guard(linesLock);
-      lines.push_back(message);
-    });
-  }
-  ~CaughtLog() { SetLogSink(nullptr); }
-  std::vector<std::string> Take() const { return std::exchange(lines, {}); }
-};
 
 WindowLoad NoLoad() {
   return {};
@@ -85,7 +67,7 @@ TEST(SessionStatistics, SumsUpARunOfDeliveries) {
                {"session: 0.0 s, 1920x, frames 5 (5000.0/s), Premiere skipped 0, " + steady}},
        }) {
     SCOPED_TRACE(row.what);
-    const CaughtLog log;
+    const LogCapture log;
     SessionStatistics statistics;
     for (const Delivery& delivery : row.deliveries) statistics.RecordDelivery(delivery, NoLoad);
     EXPECT_EQ(log.Take(), std::vector<std::string>());
@@ -105,7 +87,7 @@ TEST(SessionStatistics, StartsAnewAfterAPauseOrWithAnotherWidth) {
   for (const Row& row :
        {Row{"1.5 s are no pause yet", 1500, 1920, false}, Row{"a longer pause", 1501, 1920, true}, Row{"another width", 40, 960, true}}) {
     SCOPED_TRACE(row.what);
-    const CaughtLog log;
+    const LogCapture log;
     SessionStatistics statistics;
     for (int i = 0; i < 5; ++i) statistics.RecordDelivery(Steady(i, i * 10), NoLoad);
     Delivery next = Steady(100, 40 + row.pauseMs);
@@ -119,7 +101,7 @@ TEST(SessionStatistics, StartsAnewAfterAPauseOrWithAnotherWidth) {
 
 // 1 s and a frame at 25 frames a second: the window closes with the delivery that starts a second after the first.
 TEST(SessionStatistics, ClosesAWindowAfterASecond) {
-  const CaughtLog log;
+  const LogCapture log;
   SessionStatistics statistics;
   int asked = 0;
   const auto load = [&asked] {
@@ -164,7 +146,7 @@ TEST(SessionStatistics, RecordsNothingWithTheLogOff) {
   SessionStatistics statistics;
   for (int i = 0; i < 50; ++i)
     statistics.RecordDelivery(Steady(i, i * 40), [] { return ADD_FAILURE() << "asked for the load", WindowLoad(); });
-  const CaughtLog log;
+  const LogCapture log;
   statistics.CloseSession();
   EXPECT_EQ(log.Take(), std::vector<std::string>());
 }
@@ -172,7 +154,7 @@ TEST(SessionStatistics, RecordsNothingWithTheLogOff) {
 // No delivery is lost when host threads deliver side by side and a flush comes between.
 TEST(SessionStatistics, CountsDeliveriesOfAllThreads) {
   constexpr int kThreads = 4, kDeliveries = 250;
-  const CaughtLog log;
+  const LogCapture log;
   SessionStatistics statistics;
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {

@@ -6,15 +6,11 @@
 #include <cmath>
 #include <thread>
 
-#include "base/log.h"
 #include "pipeline/clip_impl.h"
 
 namespace qx {
 
 namespace {
-
-std::mutex logLock;
-std::vector<std::string> logLines;
 
 class FakeFrames final : public FrameSource {
  public:
@@ -142,38 +138,6 @@ void Gate::Open() {
 void Gate::AwaitArrivals(int count) {
   std::unique_lock<std::mutex> guard(lock_);
   changed_.wait(guard, [&] { return arrivals_ >= count; });
-}
-
-LogCapture::LogCapture() {
-  {
-    const std::lock_guard<std::mutex> guard(logLock);
-    logLines.clear();
-  }
-  SetLogSink([](const char* message) {
-    const std::lock_guard<std::mutex> guard(logLock);
-    logLines.push_back(message);
-  });
-}
-
-LogCapture::~LogCapture() {
-  SetLogSink(nullptr);
-}
-
-std::vector<std::string> LogCapture::lines() const {
-  const std::lock_guard<std::mutex> guard(logLock);
-  return logLines;
-}
-
-int LogCapture::Count(const std::string& line) const {
-  const std::vector<std::string> all = lines();
-  return int(std::count(all.begin(), all.end(), line));
-}
-
-std::string LogCapture::Find(const std::string& prefix) const {
-  for (const std::string& line : lines()) {
-    if (line.starts_with(prefix)) return line;
-  }
-  return "";
 }
 
 std::vector<int32_t> FakeRecording::reads() const {

@@ -10,6 +10,7 @@
 
 #include "pipeline/clip.h"
 #include "pipeline/frame_pipeline.h"
+#include "tests/support/log_capture.h"
 
 namespace qx {
 
@@ -26,17 +27,6 @@ class Gate {
   std::condition_variable changed_;
   int arrivals_ = 0;
   bool open_ = false;
-};
-
-/// Collects the log lines of its lifetime.
-class LogCapture {
- public:
-  LogCapture();
-  ~LogCapture();
-  std::vector<std::string> lines() const;
-  int Count(const std::string& line) const;
-  /// The first line that begins with `prefix`; "" when there is none.
-  std::string Find(const std::string& prefix) const;
 };
 
 /// What all clips of one fake pipeline play. Set the fields before the first clip opens, the hooks before the first request.
