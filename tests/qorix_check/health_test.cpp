@@ -22,145 +22,70 @@ void CutIntoLastFrame(TestRecording* recording) {
   qx::CutAt(&recording->file, last.end() - 64);
 }
 
+void SpoilAllFrames(TestRecording* recording) {
+  for (uint32_t frame = 0; frame < 8; ++frame) SpoilFrame(recording, frame);
+}
+
+void ZeroAFrame(TestRecording* recording) {
+  const qx::QorixPlacedChunk& frame = recording->contents.chunks[recording->contents.frames[4].chunk];
+  qx::ZeroBytes(&recording->file, {frame.offset, frame.end()});
+}
+
+using Options = qx::QorixRecordingOptions;
+
 // Eight frames of four slices each. Verdicts are the exit codes of the command.
 TEST(Health, TellsWhatIsWholeDamagedOrLost) {
   struct Row {
     const char* what;
-    void (*edit)(qx::QorixRecordingOptions&);
-    void (*damage)(TestRecording*);
-    int verdict;
-    int64_t frames, lost, cutOff;
-    std::vector<std::vector<int32_t>> faults;  // frame, bad slices, filled ones
-    int foreign;                               // chunks of another recording
-    size_t damagedAreas;
-    const char* reason;
-    int64_t neverRecorded = 0;
+    void (*edit)(Options&) = [](Options&) {};
+    void (*damage)(TestRecording*) = [](TestRecording*) {};
+    int verdict = 0;
+    int64_t frames = 8, lost = 0, cutOff = 0, neverRecorded = 0;
+    std::vector<std::vector<int32_t>> faults = {};  // frame, bad slices, filled ones
+    int foreign = 0;                                // chunks of another recording
+    size_t damagedAreas = 0;
+    const char* reason = "";
   };
-  const auto asIs = [](qx::QorixRecordingOptions&) {};
-  const auto none = [](TestRecording*) {};
-  for (const Row& row : {
-           Row{"whole", asIs, none, 0, 8, 0, 0, {}, 0, 0, ""},
-           Row{"a frame is not in the file",
-               [](qx::QorixRecordingOptions& options) { options.lostSlots = {2}; },
-               none,
-               1,
-               7,
-               1,
-               0,
-               {},
-               0,
-               0,
-               ""},
-           Row{"cut", asIs, CutIntoLastFrame, 1, 8, 0, 1, {{7, 1, 1}}, 0, 0, ""},
-           Row{"a bad slice",
-               asIs,
-               [](TestRecording* recording) { qx::CorruptSlice(&recording->file, 3, 1); },
-               1,
-               8,
-               0,
-               0,
-               {{3, 1, 1}},
-               0,
-               0,
-               ""},
-           Row{"a frame of bad slices",
-               asIs,
-               [](TestRecording* recording) { SpoilFrame(recording, 5); },
-               1,
-               8,
-               0,
-               0,
-               {{5, 4, 0}},
-               0,
-               0,
-               ""},
-           Row{"remains of another recording",
-               [](qx::QorixRecordingOptions& options) { options.foreignEvery = 2; },
-               [](TestRecording* recording) { qx::DropTrailer(&recording->file, true); },
-               1,
-               8,
-               0,
-               0,
-               {},
-               4,
-               0,
-               ""},
-           Row{"remains of another recording in a file that was closed",
-               [](qx::QorixRecordingOptions& options) { options.foreignEvery = 2; },
-               none,
-               0,
-               8,
-               0,
-               0,
-               {},
-               4,
-               0,
-               ""},
-           Row{"zeros where a chunk was",
-               asIs,
-               [](TestRecording* recording) {
-                 const qx::QorixPlacedChunk& frame = recording->contents.chunks[recording->contents.frames[4].chunk];
-                 qx::ZeroBytes(&recording->file, {frame.offset, frame.end()});
-               },
-               1,
-               7,
-               1,
-               0,
-               {},
-               0,
-               1,
-               ""},
-           Row{"a later part",
-               [](qx::QorixRecordingOptions& options) {
-                 options.file.header.partNumber = 1;
-                 options.file.framesBefore = 100;
-               },
-               none,
-               0,
-               8,
-               0,
-               0,
-               {},
-               0,
-               0,
-               ""},
-           Row{"a frame that the phone missed",
-               [](qx::QorixRecordingOptions& options) { options.droppedSlots = {4}; },
-               none,
-               0,
-               7,
-               0,
-               0,
-               {},
-               0,
-               0,
-               "",
-               1},
-           Row{"no frame can be decoded",
-               asIs,
-               [](TestRecording* recording) {
-                 for (uint32_t frame = 0; frame < 8; ++frame) SpoilFrame(recording, frame);
-               },
-               2,
-               8,
-               0,
-               0,
-               {{0, 4, 0}, {1, 4, 0}, {2, 4, 0}, {3, 4, 0}, {4, 4, 0}, {5, 4, 0}, {6, 4, 0}, {7, 4, 0}},
-               0,
-               0,
-               ""},
-           Row{"header alone",
-               asIs,
-               [](TestRecording* recording) { qx::CutAt(&recording->file, recording->contents.chunks[1].offset); },
-               2,
-               0,
-               0,
-               0,
-               {},
-               0,
-               0,
-               ".qorix: no whole frames (records 1, damaged areas 0)"},
-       }) {
+  const auto withRemains = [](Options& options) { options.foreignEvery = 2; };
+  const Row rows[] = {
+      {.what = "whole"},
+      {.what = "a frame is not in the file",
+       .edit = [](Options& options) { options.lostSlots = {2}; },
+       .verdict = 1,
+       .frames = 7,
+       .lost = 1},
+      {.what = "cut", .damage = CutIntoLastFrame, .verdict = 1, .cutOff = 1, .faults = {{7, 1, 1}}},
+      {.what = "a bad slice",
+       .damage = [](TestRecording* recording) { qx::CorruptSlice(&recording->file, 3, 1); },
+       .verdict = 1,
+       .faults = {{3, 1, 1}}},
+      {.what = "a frame of bad slices",
+       .damage = [](TestRecording* recording) { SpoilFrame(recording, 5); },
+       .verdict = 1,
+       .faults = {{5, 4, 0}}},
+      {.what = "remains of another recording",
+       .edit = withRemains,
+       .damage = [](TestRecording* recording) { qx::DropTrailer(&recording->file, true); },
+       .verdict = 1,
+       .foreign = 4},
+      {.what = "remains of another recording in a file that was closed", .edit = withRemains, .foreign = 4},
+      {.what = "zeros where a chunk was", .damage = ZeroAFrame, .verdict = 1, .frames = 7, .lost = 1, .damagedAreas = 1},
+      {.what = "a later part", .edit = [](Options& options) { options.file.header.partNumber = 1, options.file.framesBefore = 100; }},
+      {.what = "a frame that the phone missed",
+       .edit = [](Options& options) { options.droppedSlots = {4}; },
+       .frames = 7,
+       .neverRecorded = 1},
+      {.what = "no frame can be decoded",
+       .damage = SpoilAllFrames,
+       .verdict = 2,
+       .faults = {{0, 4, 0}, {1, 4, 0}, {2, 4, 0}, {3, 4, 0}, {4, 4, 0}, {5, 4, 0}, {6, 4, 0}, {7, 4, 0}}},
+      {.what = "header alone",
+       .damage = [](TestRecording* recording) { qx::CutAt(&recording->file, recording->contents.chunks[1].offset); },
+       .verdict = 2,
+       .frames = 0,
+       .reason = ".qorix: no whole frames (records 1, damaged areas 0)"},
+  };
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
     TestRecording recording = qx::MakeTestRecording(row.edit);
     row.damage(&recording);

@@ -18,31 +18,38 @@ TEST(ArchiveSource, OrdersFramesByTheNumbersInNames) {
     const char* what;
     std::vector<const char*> names;
     const char* order;
-    int64_t missing;
-    int32_t duplicates;
-    bool outOfOrder, renumbered;
+    int64_t missing = 0;
+    int32_t duplicates = 0;
+    bool outOfOrder = false, renumbered = false;
   };
-  for (const Row& row :
-       {Row{"gap", {"s/a_2.dng", "s/a_1.dng", "s/a_5.DNG"}, "s/a_1.dng:1 s/a_2.dng:2 s/a_5.DNG:5 ", 2, 0, true, false},
-        Row{"duplicates keep archive order", {"b7.dng", "a7.dng", "a8.dng"}, "b7.dng:7 a7.dng:7 a8.dng:8 ", 0, 1, false, false},
-        Row{"one name without digits", {"9.dng", "x.dng", "3.dng"}, "9.dng:0 x.dng:1 3.dng:2 ", 0, 0, false, false},
-        Row{"left over first frame",
-            {"900.dng", "11.dng", "12.dng", "13.dng"},
-            "900.dng:10 11.dng:11 12.dng:12 13.dng:13 ",
-            0,
-            0,
-            false,
-            true},
-        Row{"31 ahead is left over",
-            {"44.dng", "11.dng", "12.dng", "13.dng"},
-            "44.dng:10 11.dng:11 12.dng:12 13.dng:13 ",
-            0,
-            0,
-            false,
-            true},
-        Row{"30 ahead is not", {"43.dng", "11.dng", "12.dng", "13.dng"}, "11.dng:11 12.dng:12 13.dng:13 43.dng:43 ", 29, 0, true, false},
-        Row{"three frames are too few to tell", {"900.dng", "11.dng", "12.dng"}, "11.dng:11 12.dng:12 900.dng:900 ", 887, 0, true, false},
-        Row{"digits in folder and extension do not count", {"5/x.dng", "4/x.dng"}, "5/x.dng:0 4/x.dng:1 ", 0, 0, false, false}}) {
+  const Row rows[] = {
+      {.what = "gap",
+       .names = {"s/a_2.dng", "s/a_1.dng", "s/a_5.DNG"},
+       .order = "s/a_1.dng:1 s/a_2.dng:2 s/a_5.DNG:5 ",
+       .missing = 2,
+       .outOfOrder = true},
+      {.what = "duplicates keep archive order",
+       .names = {"b7.dng", "a7.dng", "a8.dng"},
+       .order = "b7.dng:7 a7.dng:7 a8.dng:8 ",
+       .duplicates = 1},
+      {.what = "one name without digits", .names = {"9.dng", "x.dng", "3.dng"}, .order = "9.dng:0 x.dng:1 3.dng:2 "},
+      {.what = "31 ahead is left over from before",
+       .names = {"44.dng", "11.dng", "12.dng", "13.dng"},
+       .order = "44.dng:10 11.dng:11 12.dng:12 13.dng:13 ",
+       .renumbered = true},
+      {.what = "30 ahead is not",
+       .names = {"43.dng", "11.dng", "12.dng", "13.dng"},
+       .order = "11.dng:11 12.dng:12 13.dng:13 43.dng:43 ",
+       .missing = 29,
+       .outOfOrder = true},
+      {.what = "three frames are too few to tell",
+       .names = {"900.dng", "11.dng", "12.dng"},
+       .order = "11.dng:11 12.dng:12 900.dng:900 ",
+       .missing = 887,
+       .outOfOrder = true},
+      {.what = "digits in folder and extension do not count", .names = {"5/x.dng", "4/x.dng"}, .order = "5/x.dng:0 4/x.dng:1 "},
+  };
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
     TestArchive archive;
     for (const char* name : row.names) archive.Frame(name, SmallFrame());
@@ -254,55 +261,43 @@ TEST(ArchiveSource, AnUnreadableIndexIsNotedAndReplacedByNumbers) {
 TEST(ArchiveSource, TimeCodesConfirmOrRejectTheIndex) {
   struct Row {
     const char* what;
-    int64_t first, last;  // TimeCodes, -1 none
-    std::optional<DngPrivateTimecode> mark;
-    int32_t state;
-    int64_t start;
-    const char* note;
+    int64_t first = kHour + 2, last = kHour + 5;  // TimeCodes, -1 none
+    std::optional<DngPrivateTimecode> mark = {};
+    int64_t start = kHour;
+    std::string note = "";  // behind "frame index: "
+    int32_t state = -4;
   };
   const int64_t noon = 12 * kHour;
-  const char* accepted = "frame index: 3 rows, timeline by sensor timestamps";
-  for (const Row& row : {
-           Row{"as the slots say", kHour + 2, kHour + 5, {}, 1, kHour, accepted},
-           Row{"sensor mark is one hour", kHour + 2, kHour + 5, {{0, 777}}, 1, kHour, accepted},
-           Row{"local time",
-               noon + 2,
-               noon + 5,
-               {{1, noon}},
-               1,
-               noon,
-               "frame index: 3 rows, timeline by sensor timestamps; time-of-day timecode (local) — from the mark"},
-           Row{"UTC",
-               noon + 2,
-               noon + 5,
-               {{2, noon}},
-               1,
-               noon,
-               "frame index: 3 rows, timeline by sensor timestamps; time-of-day timecode (UTC) — from the mark"},
-           Row{"none at all", -1, -1, {}, 1, kHour, accepted},
-           Row{"first off by one", kHour + 3, kHour + 5, {}, -4, kHour, "frame index: first frame slot 2, but TimeCodes 3"},
-           Row{"first off by one from the mark",
-               noon + 1,
-               noon + 5,
-               {{1, noon}},
-               -4,
-               noon,
-               "frame index: first frame slot 2, but TimeCodes 1 (start from the timecode mark)"},
-           Row{"last off by one",
-               kHour + 2,
-               kHour + 6,
-               {},
-               -4,
-               kHour,
-               "frame index: last frame slot 5, but TimeCodes 6 (start from the first 90000)"},
-           Row{"last has none",
-               kHour + 2,
-               -1,
-               {},
-               -4,
-               kHour,
-               "frame index: last frame slot 5, but TimeCodes -90001 (start from the first 90000)"},
-       }) {
+  const std::string accepted = "3 rows, timeline by sensor timestamps";
+  const Row rows[] = {
+      {.what = "as the slots say", .note = accepted, .state = 1},
+      {.what = "sensor mark is one hour", .mark = {{0, 777}}, .note = accepted, .state = 1},
+      {.what = "local time",
+       .first = noon + 2,
+       .last = noon + 5,
+       .mark = {{1, noon}},
+       .start = noon,
+       .note = accepted + "; time-of-day timecode (local) — from the mark",
+       .state = 1},
+      {.what = "UTC",
+       .first = noon + 2,
+       .last = noon + 5,
+       .mark = {{2, noon}},
+       .start = noon,
+       .note = accepted + "; time-of-day timecode (UTC) — from the mark",
+       .state = 1},
+      {.what = "none at all", .first = -1, .last = -1, .note = accepted, .state = 1},
+      {.what = "first off by one", .first = kHour + 3, .note = "first frame slot 2, but TimeCodes 3"},
+      {.what = "first off by one from the mark",
+       .first = noon + 1,
+       .last = noon + 5,
+       .mark = {{1, noon}},
+       .start = noon,
+       .note = "first frame slot 2, but TimeCodes 1 (start from the timecode mark)"},
+      {.what = "last off by one", .last = kHour + 6, .note = "last frame slot 5, but TimeCodes 6 (start from the first 90000)"},
+      {.what = "last has none", .last = -1, .note = "last frame slot 5, but TimeCodes -90001 (start from the first 90000)"},
+  };
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
     DngDescription first = row.first < 0 ? SmallFrame() : FrameAt(row.first);
     first.privateTimecode = row.mark;
@@ -311,7 +306,7 @@ TEST(ArchiveSource, TimeCodesConfirmOrRejectTheIndex) {
     archive.Text("c.frames.csv", kHeader + "x7.dng,1000000000,2\nx8.dng,1040000000,3\nx3.dng,1120000000,5\n");
     OpenedArchive opened(archive.Finish());
     EXPECT_EQ(opened.source.indexState, row.state);
-    EXPECT_EQ(opened.source.indexNote, row.note);
+    EXPECT_EQ(opened.source.indexNote, "frame index: " + row.note);
     EXPECT_EQ(opened.source.timecodeSource, row.mark ? row.mark->source : -1);
     EXPECT_EQ(opened.source.timecodeStart, row.start);
     const bool isIndexed = row.state == 1;
