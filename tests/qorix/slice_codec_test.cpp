@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "samples/slice_encoder.h"
-#include "tests/samples/slow_slice_decoder.h"
+#include "tests/qorix/slow_slice_decoder.h"
 
 namespace qx {
 namespace {

@@ -12,7 +12,7 @@
 #include "samples/qorix_walker.h"
 #include "samples/quantisation.h"
 #include "samples/recording_maker.h"
-#include "tests/samples/slow_slice_decoder.h"
+#include "tests/qorix/slow_slice_decoder.h"
 
 namespace qx {
 namespace {

@@ -1,4 +1,4 @@
-// A slice decoder for the writer's tests: bit by bit, straight from the format's description, without any thought of speed.
+// A slice decoder to compare with: bit by bit, straight from the format's description, without any thought of speed.
 #pragma once
 
 #include <algorithm>
