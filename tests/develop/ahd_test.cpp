@@ -11,6 +11,7 @@
 #include "develop/cpu/ahd_rows.h"
 #include "develop/cpu/lab_tables.h"
 #include "develop/cpu/median_rows.h"
+#include "tests/gpu_support/raw_scene.h"
 
 namespace qx {
 namespace {
@@ -42,9 +43,6 @@ class MemoryMosaic final : public MosaicRows {
   int h_, newest_ = 0;
   std::vector<std::vector<uint16_t>> rows_;
 };
-
-using Pattern = std::array<uint8_t, 4>;
-constexpr Pattern kPatterns[] = {{0, 1, 1, 2}, {2, 1, 1, 0}, {1, 0, 2, 1}, {1, 2, 0, 1}};
 
 /// A usual camera's matrix, one with both ends of the range that drives a and b to their limits, and one of small and zero rows.
 constexpr std::array<int32_t, 9> kMatrices[] = {{444, 385, 194, 218, 732, 74, 18, 112, 894},
@@ -89,7 +87,7 @@ TEST(Ahd, GivesTheFormulasResultForEverySizePatternAndContent) {
   uint32_t seed = 1;
   for (const Size2 size :
        {Size2{8, 8}, Size2{9, 8}, Size2{15, 11}, Size2{16, 9}, Size2{17, 12}, Size2{33, 10}, Size2{70, 50}, Size2{61, 37}}) {
-    for (const Pattern& cfa : kPatterns) {
+    for (const auto& cfa : kBayerPatterns) {
       for (const char* content : kContents) {
         const auto& matrix = kMatrices[seed++ % std::size(kMatrices)];
         SCOPED_TRACE(std::to_string(size.w) + "x" + std::to_string(size.h) + " " + content + " pattern " + std::to_string(cfa[0]) +
@@ -112,9 +110,9 @@ TEST(Ahd, GivesTheFormulasResultForWideRows) {
   constexpr int kWidth = 1543, kHeight = 12;
   const auto mosaic = MakeMosaic("random", kWidth, kHeight, 7);
   MemoryMosaic source(mosaic, kWidth, kHeight);
-  const auto rows = CreateAhdRows(&source, {kWidth, kHeight, kPatterns[2]}, true);
+  const auto rows = CreateAhdRows(&source, {kWidth, kHeight, kBayerPatterns[2]}, true);
   EXPECT_EQ(Interleave(rows.get(), kMatrices[0], 0, kHeight, kWidth),
-            ReferenceAhd(mosaic, kWidth, kHeight, kPatterns[2], kMatrices[0], true));
+            ReferenceAhd(mosaic, kWidth, kHeight, kBayerPatterns[2], kMatrices[0], true));
 }
 
 TEST(Ahd, MakesTheSameRowsInBands) {
@@ -122,8 +120,8 @@ TEST(Ahd, MakesTheSameRowsInBands) {
   const auto mosaic = MakeMosaic("gradient", kWidth, kHeight, 3);
   MemoryMosaic source(mosaic, kWidth, kHeight);
   for (const bool refined : {false, true}) {
-    const auto whole = ReferenceAhd(mosaic, kWidth, kHeight, kPatterns[1], kMatrices[0], refined);
-    const auto rows = CreateAhdRows(&source, {kWidth, kHeight, kPatterns[1]}, refined);
+    const auto whole = ReferenceAhd(mosaic, kWidth, kHeight, kBayerPatterns[1], kMatrices[0], refined);
+    const auto rows = CreateAhdRows(&source, {kWidth, kHeight, kBayerPatterns[1]}, refined);
     for (const int first : {0, 1, 2, 5, 6, 7, 20, 33, 44, 45, 46, 3}) {  // one object all along, as a worker uses it
       SCOPED_TRACE(first);
       source.Rewind();
@@ -136,7 +134,7 @@ TEST(Ahd, MakesTheSameRowsInBands) {
 
 TEST(Ahd, ReportsShortMemory) {
   MemoryMosaic source(MakeMosaic("flat", 16, 16, 1), 16, 16);
-  const DebayerSetup setup = {16, 16, kPatterns[0]};
+  const DebayerSetup setup = {16, 16, kBayerPatterns[0]};
   int failures = 0;
   for (int nth = 0;; ++nth) {  // one allocation after the other fails until none is left to fail
     FailAllocationForTest(nth);

@@ -24,15 +24,6 @@ struct Scene {
   uint32_t seed = 1;
 };
 
-struct SceneFrame : RawFrame {
-  SceneFrame(const Scene& scene, const std::vector<uint16_t>& values) {
-    described = &scene.camera;
-    samples = values.data();
-    warpDecided = true;
-    warp = scene.warp;
-  }
-};
-
 struct Developed {
   Size size;
   std::vector<uint16_t> codes;
@@ -47,7 +38,7 @@ Developed Develop(const Scene& scene, const std::vector<uint16_t>& samples) {
   Developed result;
   result.size = CpuSessionOutputSize(*session);
   result.codes.resize(size_t(result.size.width) * size_t(result.size.height) * 3);
-  const SceneFrame raw(scene, samples);
+  const SceneRaw raw(scene.camera, scene.warp, samples);
   EXPECT_EQ(DevelopFrameCpu(session.get(), raw, 7, result.codes.data(), message), 0) << message.text();
   if (scene.params.outputKind == OutputKind::kLinear && scene.params.lut == nullptr) {
     result.linear.resize(result.codes.size());
@@ -74,8 +65,6 @@ void ExpectLikeReference(const Scene& scene, int tolerance) {
   EXPECT_LE(worst, tolerance);
   EXPECT_LT(different, int(developed.codes.size()) / 50);
 }
-
-const std::array<uint8_t, 4> kPatterns[] = {{0, 1, 1, 2}, {2, 1, 1, 0}, {1, 0, 2, 1}, {1, 2, 0, 1}};
 
 }  // namespace
 
@@ -135,7 +124,7 @@ TEST(CpuSession, DevelopsLikeTheFormulas) {
 }
 
 TEST(CpuSession, KnowsAllBayerPatterns) {
-  for (const auto& pattern : kPatterns) {
+  for (const auto& pattern : kBayerPatterns) {
     for (Demosaic method : {Demosaic::kGradient5x5, Demosaic::kBilinear, Demosaic::kAhd, Demosaic::kAhdRefined}) {
       SCOPED_TRACE(testing::Message() << "pattern " << int(pattern[0]) << int(pattern[1]) << ", method " << int(method));
       Scene scene;
@@ -241,7 +230,7 @@ TEST(CpuSession, FollowsEachFramesDescription) {
     changes[i](scene.camera, scene.warp);
     const auto samples = MakeSceneSamples(scene.camera, uint32_t(i));
     std::vector<uint16_t> codes(40 * 34 * 3);
-    ASSERT_EQ(DevelopFrameCpu(session.get(), SceneFrame(scene, samples), 0, codes.data(), message), 0) << message.text();
+    ASSERT_EQ(DevelopFrameCpu(session.get(), SceneRaw(scene.camera, scene.warp, samples), 0, codes.data(), message), 0) << message.text();
     EXPECT_EQ(codes, Develop(scene, samples).codes);
   }
 }
@@ -279,7 +268,7 @@ TEST(CpuSession, SurvivesSenselessDescriptions) {
       const CpuSessionPtr session = CreateCpuSession(scene.camera, scene.params, nullptr, message);
       ASSERT_NE(session, nullptr);
       std::vector<uint16_t> codes(48 * 34 * 3, 1);
-      const int result = DevelopFrameCpu(session.get(), SceneFrame(scene, samples), 0, codes.data(), message);
+      const int result = DevelopFrameCpu(session.get(), SceneRaw(scene.camera, scene.warp, samples), 0, codes.data(), message);
       EXPECT_EQ(result, row.outcome == kFailed ? -1 : 0);
       EXPECT_STREQ(message.text(), row.outcome == kFailed ? "frame 0: CPU development failed" : "");
       if (row.outcome == kBlack) {
@@ -350,7 +339,7 @@ TEST(CpuSession, ReportsShortMemoryOfAFrame) {
   scene.warp = MakeSceneWarp(1, -0.1, 0);
   const auto samples = MakeSceneSamples(scene.camera, 1);
   const auto expected = Develop(scene, samples).codes;
-  const SceneFrame raw(scene, samples);
+  const SceneRaw raw(scene.camera, scene.warp, samples);
   int failures = 0;
   for (bool developed = false; !developed; failures += !developed) {
     MessageBuffer<256> message;

@@ -2,14 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <functional>
 #include <string>
 
 #include "develop/cpu/cpu_session.h"
 #include "develop/gpu/gpu_session.h"
 #include "develop/gpu/output_pass.h"
+#include "tests/gpu_support/frame_difference.h"
 #include "tests/gpu_support/gpu_fixture.h"
 #include "tests/gpu_support/raw_scene.h"
 
@@ -28,13 +27,6 @@ struct Scene {
   RectilinearWarp warp;
   DevelopParams params;
 };
-
-template <typename T>
-std::vector<T> As(const std::vector<uint8_t>& bytes) {
-  std::vector<T> values(bytes.size() / sizeof(T));
-  std::memcpy(values.data(), bytes.data(), bytes.size());
-  return values;
-}
 
 /// The processor's frame.
 struct ProcessorFrame {
@@ -98,36 +90,6 @@ class GpuFrame {
   std::unique_ptr<GpuSession> session_;
   bool developed_ = false;
 };
-
-template <typename T>
-double WorstDifference(const std::vector<T>& a, const std::vector<T>& b) {
-  EXPECT_EQ(a.size(), b.size());
-  double worst = 0;
-  for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) worst = std::max(worst, std::abs(double(a[i]) - double(b[i])));
-  return worst;
-}
-
-std::vector<int> V210Codes(const std::vector<uint8_t>& bytes) {
-  std::vector<int> codes;
-  for (const uint32_t word : As<uint32_t>(bytes)) codes.insert(codes.end(), {int(word & 1023), int(word >> 10 & 1023), int(word >> 20)});
-  return codes;
-}
-
-/// How far two packed frames lie apart, in steps of the format.
-double WorstStep(OutputPixelFormat format, const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
-  switch (format) {
-    case OutputPixelFormat::kBgra8:
-    case OutputPixelFormat::kUyvy:
-      return WorstDifference(a, b);
-    case OutputPixelFormat::kV210:
-      return WorstDifference(V210Codes(a), V210Codes(b));
-    case OutputPixelFormat::kBgraFloat:
-    case OutputPixelFormat::kVuyaFloat:
-      return WorstDifference(As<float>(a), As<float>(b)) * 65535;
-    default:
-      return WorstDifference(As<uint16_t>(a), As<uint16_t>(b));
-  }
-}
 
 constexpr OutputPixelFormat kFormats[] = {OutputPixelFormat::kRgb48,     OutputPixelFormat::kBgra16, OutputPixelFormat::kBgra8,
                                           OutputPixelFormat::kBgraFloat, OutputPixelFormat::kUyvy,   OutputPixelFormat::kV210,
@@ -195,7 +157,9 @@ TEST(GpuEquality, DevelopsTheProcessorsFrames) {
         GpuFrame frame(pass.get(), scene, raw);
         ASSERT_TRUE(frame.developed());
         ASSERT_EQ(frame.size(), expected.size);
-        EXPECT_LE(WorstDifference(As<uint16_t>(frame.Pack(OutputPixelFormat::kRgb48ReadBack)), expected.codes), output.steps);
+        EXPECT_LE(WorstStep(OutputPixelFormat::kRgb48ReadBack, frame.Pack(OutputPixelFormat::kRgb48ReadBack),
+                            expected.Convert(OutputPixelFormat::kRgb48ReadBack, false)),
+                  output.steps);
         for (const OutputPixelFormat format : kFormats) {
           const bool linearFloat = format == OutputPixelFormat::kBgraFloat && !expected.linear.empty();
           if (linearFloat) continue;  // keeps values above 1: a case of its own
@@ -226,8 +190,8 @@ TEST(GpuEquality, KeepsLinearValuesAboveWhite) {
   ASSERT_TRUE(frame.developed());
   const int width = expected.size.width, height = expected.size.height;
   const auto linearAt = [&](int x, int y, int c) { return expected.linear[size_t((y * width + x) * 3 + c)]; };
-  const auto whole = As<float>(frame.Pack(OutputPixelFormat::kBgraFloat));
-  const auto reduced = As<float>(frame.Pack(OutputPixelFormat::kBgraFloat, true));
+  const auto whole = ValuesOf<float>(frame.Pack(OutputPixelFormat::kBgraFloat));
+  const auto reduced = ValuesOf<float>(frame.Pack(OutputPixelFormat::kBgraFloat, true));
   float largest = 0;
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
@@ -267,7 +231,7 @@ TEST(GpuOutputPass, PacksTheBytesOfTheProcessorsConversion) {
     for (size_t i = 0; i < samples.size(); i += 13) samples[i] = i % 2 != 0 ? 0 : 65535;
     GpuFrame frame(pass.get(), scene, SceneRaw(scene.camera, {}, samples));
     ASSERT_TRUE(frame.developed());
-    const ProcessorFrame same = {frame.size(), As<uint16_t>(frame.Pack(OutputPixelFormat::kRgb48)), {}};
+    const ProcessorFrame same = {frame.size(), ValuesOf<uint16_t>(frame.Pack(OutputPixelFormat::kRgb48)), {}};
     for (const OutputPixelFormat format : kFormats) {
       for (const bool quarter : {false, true}) {
         if (quarter && !CanBeReduced(format)) continue;
@@ -275,7 +239,7 @@ TEST(GpuOutputPass, PacksTheBytesOfTheProcessorsConversion) {
         const auto packed = frame.Pack(format, quarter), expected = same.Convert(format, quarter);
         const bool isFloat = format == OutputPixelFormat::kBgraFloat || format == OutputPixelFormat::kVuyaFloat;
         if (isFloat) {
-          EXPECT_LE(WorstDifference(As<float>(packed), As<float>(expected)), 1.0 / 65535 * (quarter ? 0.5 : 0.02));
+          EXPECT_LE(WorstStep(format, packed, expected), quarter ? 0.5 : 0.02);
         } else {
           EXPECT_EQ(packed, expected);
         }
@@ -298,13 +262,13 @@ TEST(GpuOutputPass, ReadsBackTheSameCodesWithoutThePass) {
     const auto samples = MakeSceneSamples(scene.camera, 3);
     GpuFrame frame(pass.get(), scene, SceneRaw(scene.camera, {}, samples));
     ASSERT_TRUE(frame.developed());
-    const auto packed = As<uint16_t>(frame.Pack(OutputPixelFormat::kRgb48ReadBack));
+    const auto packed = frame.Pack(OutputPixelFormat::kRgb48ReadBack);
     GpuDeveloper* developer = frame.session().developer();
     ASSERT_EQ(StartReadBackRG48(developer, 0), 0);
-    const uint16_t* codes = ReadBackRG48(developer, 0);
+    const auto* codes = reinterpret_cast<const uint8_t*>(ReadBackRG48(developer, 0));
     ASSERT_NE(codes, nullptr);
     // A float slot is rounded by the driver in one case and by the pass in the other.
-    EXPECT_LE(WorstDifference(packed, std::vector<uint16_t>(codes, codes + packed.size())), kind == OutputKind::kLinear ? 1 : 0);
+    EXPECT_LE(WorstStep(OutputPixelFormat::kRgb48ReadBack, packed, {codes, codes + packed.size()}), kind == OutputKind::kLinear ? 1 : 0);
   }
   EXPECT_EQ(gpu.TakeErrors(), std::vector<std::string>());
 }

@@ -17,7 +17,6 @@ namespace qx {
 
 namespace {
 
-constexpr std::array<uint8_t, 4> kPatterns[] = {{0, 1, 1, 2}, {2, 1, 1, 0}, {1, 0, 2, 1}, {1, 2, 0, 1}};
 constexpr Demosaic kMethods[] = {Demosaic::kGradient5x5, Demosaic::kAhd, Demosaic::kBilinear, Demosaic::kAhdRefined};
 
 /// The record of an uncompressed DNG's one strip behind `offset` bytes: `bits` a sample, rows of whole bytes.
@@ -157,7 +156,7 @@ TEST(GpuPasses, DebayerLikeTheFormulas) {
     params.demosaic = method;
     const auto session = MakeSession(MakePhoneCamera(48, 34), params);
     for (const Size size : {Size{8, 8}, Size{16, 8}, Size{17, 9}, Size{33, 26}, Size{48, 34}}) {
-      for (const auto& pattern : kPatterns) {
+      for (const auto& pattern : kBayerPatterns) {
         SCOPED_TRACE(testing::Message() << "method " << int(method) << ", " << size.width << " x " << size.height << ", pattern "
                                         << int(pattern[0]) << int(pattern[1]));
         DngInfo camera = MakePhoneCamera(size.width, size.height);

@@ -1,6 +1,8 @@
 // Small RAW frames with a phone camera's description, for both development paths.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -8,6 +10,9 @@
 #include "media/raw_frame.h"
 
 namespace qx {
+
+/// Colours (0 red, 1 green, 2 blue) of the phases (0,0), (0,1), (1,0), (1,1).
+constexpr std::array<uint8_t, 4> kBayerPatterns[] = {{0, 1, 1, 2}, {2, 1, 1, 0}, {1, 0, 2, 1}, {1, 2, 0, 1}};
 
 /// Levels 64 … 1023, daylight, whole sensor.
 DngInfo MakePhoneCamera(int width, int height);

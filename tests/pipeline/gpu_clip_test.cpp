@@ -1,8 +1,6 @@
 // Real recordings of both kinds through the pipeline, developed on a real OpenGL driver, against the processor's frames.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -11,6 +9,7 @@
 #include "samples/archive_maker.h"
 #include "samples/recording_maker.h"
 #include "samples/zip_writer.h"
+#include "tests/gpu_support/frame_difference.h"
 #include "tests/gpu_support/gpu_fixture.h"
 #include "tests/pipeline/fake_recording.h"
 
@@ -90,42 +89,6 @@ std::map<std::pair<int32_t, OutputPixelFormat>, std::vector<uint8_t>> ProcessorF
     }
   }
   return frames;
-}
-
-template <typename T>
-double WorstDifference(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
-  EXPECT_EQ(a.size(), b.size());
-  double worst = 0;
-  for (size_t i = 0; i + sizeof(T) <= a.size(); i += sizeof(T)) {
-    T x, y;
-    std::memcpy(&x, &a[i], sizeof x);
-    std::memcpy(&y, &b[i], sizeof y);
-    worst = std::max(worst, std::abs(double(x) - double(y)));
-  }
-  return worst;
-}
-
-/// Largest difference in steps of the format; floats in steps of 16 bits. Words of v210 are taken apart.
-double WorstStep(OutputPixelFormat format, std::vector<uint8_t> a, std::vector<uint8_t> b) {
-  switch (format) {
-    case OutputPixelFormat::kBgra16:
-      return WorstDifference<uint16_t>(a, b);
-    case OutputPixelFormat::kBgraFloat:
-    case OutputPixelFormat::kVuyaFloat:
-      return WorstDifference<float>(a, b) * 65535;
-    case OutputPixelFormat::kV210: {
-      double worst = 0;
-      for (size_t i = 0; i < a.size(); i += 4) {
-        uint32_t x, y;
-        std::memcpy(&x, &a[i], 4);
-        std::memcpy(&y, &b[i], 4);
-        for (int shift : {0, 10, 20}) worst = std::max(worst, std::abs(double(x >> shift & 1023) - double(y >> shift & 1023)));
-      }
-      return worst;
-    }
-    default:
-      return WorstDifference<uint8_t>(a, b);
-  }
 }
 
 }  // namespace
