@@ -44,11 +44,10 @@ TEST(Story, DeliversTheSamePictureInEveryFormat) {
     uint32_t format;
     int tolerance;  // of 65535
   };
-  RunInChild({{"QORIX_IMPORT_CURVE", "rec709"}}, [&] {
-    auto plugin = LoadPlugin();
+  RunWithPlugin({{"QORIX_IMPORT_CURVE", "rec709"}}, [&](const Plugin& plugin) {
     for (const int padding : {0, 16, 4096}) {
       SetRowPadding(padding);
-      const auto clip = OpenClip(*plugin, file.path());
+      const auto clip = OpenClip(plugin, file.path());
       int32_t result = 0;
       const HostFrame reference = clip->GetFrame(RequestFor(2, host::kBgra16), &result);
       ASSERT_TRUE(bool(reference));
@@ -64,18 +63,15 @@ TEST(Story, DeliversTheSamePictureInEveryFormat) {
         EXPECT_LE(LargestLumaDifference(ImageOfFrame(ViewFrame(frame.get())), expected), 700) << std::hex << format;
       }
     }
-    ExpectClean(std::move(plugin));
   });
 }
 
 TEST(Story, GivesSmallerSizesToPlaybackAndFullSizeToExport) {
   const TemporaryClip file({.width = 64, .height = 2160, .frames = 2, .smooth = true});  // half 32 × 1080, quarter 16 × 540
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
-    EXPECT_EQ(clip->Describe().sizes.size(), 3u);
+  RunWithClip({}, file.path(), [&](HostClip& clip) {
+    EXPECT_EQ(clip.Describe().sizes.size(), 3u);
     int32_t result = 0;
-    HostFrame whole = clip->GetFrame(RequestFor(1, host::kBgra16), &result);
+    HostFrame whole = clip.GetFrame(RequestFor(1, host::kBgra16), &result);
     ASSERT_TRUE(bool(whole));
     const RgbImage full = ImageOfFrame(ViewFrame(whole.get()));
     whole = HostFrame();
@@ -88,23 +84,19 @@ TEST(Story, GivesSmallerSizesToPlaybackAndFullSizeToExport) {
       request.intent = row.intent;
       request.width = row.width;
       request.height = row.height;
-      const HostFrame frame = clip->GetFrame(request, &result);
+      const HostFrame frame = clip.GetFrame(request, &result);
       ASSERT_TRUE(bool(frame));
       const RgbImage image = ImageOfFrame(ViewFrame(frame.get()));
       ASSERT_EQ(image.width, row.expectedWidth);
       ASSERT_EQ(image.height, row.expectedHeight);
       EXPECT_LE(LargestDifference(image, Reduced(full, 64 / image.width)), 16) << image.width;
     }
-    clip.reset();
-    ExpectClean(std::move(plugin));
   });
 }
 
 TEST(Story, LinearClipsComeAsBgraOnly) {
   const TemporaryClip file({});
-  RunInChild({{"QORIX_IMPORT_CURVE", "linear"}}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
+  RunWithClip({{"QORIX_IMPORT_CURVE", "linear"}}, file.path(), [&](HostClip& clip) {
     struct Row {
       std::vector<uint32_t> accepted;
       uint32_t expected;
@@ -114,13 +106,11 @@ TEST(Story, LinearClipsComeAsBgraOnly) {
       FrameRequest request;
       request.formats = row.accepted;
       int32_t result = 0;
-      const HostFrame frame = clip->GetFrame(request, &result);
+      const HostFrame frame = clip.GetFrame(request, &result);
       ASSERT_TRUE(bool(frame));
       EXPECT_EQ(ViewFrame(frame.get()).pixelFormat, row.expected);
     }
-    EXPECT_EQ(clip->Describe().colorSpace, "type 3, primaries 9, transfer 8, matrix 0, 32 bit, full range");
-    clip.reset();
-    ExpectClean(std::move(plugin));
+    EXPECT_EQ(clip.Describe().colorSpace, "type 3, primaries 9, transfer 8, matrix 0, 32 bit, full range");
   });
 }
 
@@ -145,43 +135,35 @@ TEST(Story, TagsFramesWithTheHostsColorSpaceId) {
 
 TEST(Story, ColorSpaceComesByNameWhereThatIsSet) {
   const TemporaryClip file({});
-  RunInChild({{"QORIX_IMPORT_CURVE", "s-log3"}, {"QORIX_IMPORT_CS", "predef"}}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
-    EXPECT_EQ(clip->Describe().colorSpace, "Sony SGamut3.Cine/SLog3") << "asked for its size first";
+  RunWithClip({{"QORIX_IMPORT_CURVE", "s-log3"}, {"QORIX_IMPORT_CS", "predef"}}, file.path(), [&](HostClip& clip) {
+    EXPECT_EQ(clip.Describe().colorSpace, "Sony SGamut3.Cine/SLog3") << "asked for its size first";
     char name[24] = "as it was";
     GuardedRecord<host::ColorSpaceRec> space("colour space record");
-    space->inPrivateData = clip->privateData();
+    space->inPrivateData = clip.privateData();
     space->inDestinationBuffer = name;
     space->ioBufferSize = 23;
-    EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imOtherErr) << "one byte short";
+    EXPECT_EQ(clip.plugin().Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imOtherErr) << "one byte short";
     EXPECT_STREQ(name, "as it was");
     space->ioBufferSize = 24;
-    EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imNoErr);
+    EXPECT_EQ(clip.plugin().Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imNoErr);
     EXPECT_STREQ(name, "Sony SGamut3.Cine/SLog3");
-    EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(1), space.get()), host::imBadFormatIndex);
-    clip.reset();
-    ExpectClean(std::move(plugin));
+    EXPECT_EQ(clip.plugin().Call(host::imGetIndColorSpace, uint64_t(1), space.get()), host::imBadFormatIndex);
   });
 }
 
 TEST(Story, ColorSpaceOfAnUnknownHandleIsSLog3) {
   const TemporaryClip file({});
-  RunInChild({{"QORIX_IMPORT_CURVE", "linear"}, {"QORIX_IMPORT_SLOG3_NARROW", "1"}}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
+  RunWithClip({{"QORIX_IMPORT_CURVE", "linear"}, {"QORIX_IMPORT_SLOG3_NARROW", "1"}}, file.path(), [&](HostClip& clip) {
     char block[8] = {};
     char* stray = block;
-    for (const host::Handle handle : {clip->privateData(), &stray, host::Handle(nullptr)}) {
-      const bool known = handle == clip->privateData();
+    for (const host::Handle handle : {clip.privateData(), &stray, host::Handle(nullptr)}) {
+      const bool known = handle == clip.privateData();
       GuardedRecord<host::ColorSpaceRec> space("colour space record");
       space->inPrivateData = handle;
-      EXPECT_EQ(plugin->Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imNoErr);
+      EXPECT_EQ(clip.plugin().Call(host::imGetIndColorSpace, uint64_t(0), space.get()), host::imNoErr);
       EXPECT_EQ(space->colorPrimariesCode, known ? 9 : 1012);
       EXPECT_EQ(space->isFullRange, known ? 1 : 0);
     }
-    clip.reset();
-    ExpectClean(std::move(plugin));
   });
 }
 

@@ -67,10 +67,9 @@ std::string WriteNegativeLut(const std::string& name) {
 
 TEST(SettingsStory, HostGetsABlockAndThePluginReadsItBack) {
   const TemporaryClip file({});
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
+  RunWithPlugin({}, [&](const Plugin& plugin) {
     PrefsBlock block;
-    ASSERT_EQ(AskFirstPrefs(*plugin, file.path(), &block), host::imNoErr);
+    ASSERT_EQ(AskFirstPrefs(plugin, file.path(), &block), host::imNoErr);
     EXPECT_EQ(block.size(), 1024u);
     BlockSettings settings;
     ASSERT_TRUE(ReadBlock(block, &settings));
@@ -79,7 +78,6 @@ TEST(SettingsStory, HostGetsABlockAndThePluginReadsItBack) {
     EXPECT_EQ(settings.warpPercent, 100);
     EXPECT_EQ(settings.vignettePercent, 100);
     EXPECT_EQ(block, BlockOf(settings)) << "the witness writes the same bytes";
-    ExpectClean(std::move(plugin));
   });
 }
 
@@ -115,14 +113,12 @@ TEST(SettingsStory, EachConfirmedBlockIsAppliedOnce) {
 TEST(SettingsStory, FramesFollowTheSettings) {
   const TemporaryClip file({.smooth = true});
   const std::string log = testing::TempDir() + "qx_settings_frames.log", lut = WriteNegativeLut("qx_settings_frames.cube");
-  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
-    Store(clip.get(), {.generation = 1, .curve = 3}, log);
-    EXPECT_EQ(clip->Describe().colorSpace, "type 3, primaries 9, transfer 8, matrix 0, 32 bit, full range");
-    const std::vector<float> before = LinearFrame(*clip, 1);
-    Store(clip.get(), {.generation = 2, .curve = 3, .exposureEv = 1}, log);
-    const std::vector<float> after = LinearFrame(*clip, 1);
+  RunWithClip({{"QORIX_IMPORT_LOG", log}}, file.path(), [&](HostClip& clip) {
+    Store(&clip, {.generation = 1, .curve = 3}, log);
+    EXPECT_EQ(clip.Describe().colorSpace, "type 3, primaries 9, transfer 8, matrix 0, 32 bit, full range");
+    const std::vector<float> before = LinearFrame(clip, 1);
+    Store(&clip, {.generation = 2, .curve = 3, .exposureEv = 1}, log);
+    const std::vector<float> after = LinearFrame(clip, 1);
     ASSERT_EQ(after.size(), before.size());
     ASSERT_FALSE(before.empty());
     size_t compared = 0;
@@ -133,17 +129,15 @@ TEST(SettingsStory, FramesFollowTheSettings) {
     }
     EXPECT_GT(compared, before.size() / 8);
 
-    Store(clip.get(), {.generation = 3, .curve = 2}, log);
-    const std::vector<uint16_t> plain = Picture(*clip, 1);
-    EXPECT_EQ(clip->Describe().colorSpace, "");
-    Store(clip.get(), {.generation = 4, .curve = 2, .lutPath = lut}, log);
-    const std::vector<uint16_t> negative = Picture(*clip, 1);
+    Store(&clip, {.generation = 3, .curve = 2}, log);
+    const std::vector<uint16_t> plain = Picture(clip, 1);
+    EXPECT_EQ(clip.Describe().colorSpace, "");
+    Store(&clip, {.generation = 4, .curve = 2, .lutPath = lut}, log);
+    const std::vector<uint16_t> negative = Picture(clip, 1);
     ASSERT_EQ(plain.size(), negative.size());
     for (size_t i = 0; i < plain.size(); ++i) ASSERT_NEAR(plain[i] + negative[i], 65535, 64) << i;
-    Store(clip.get(), {.generation = 5, .curve = 2}, log);
-    EXPECT_EQ(Picture(*clip, 1), plain);
-    clip.reset();
-    ExpectClean(std::move(plugin));
+    Store(&clip, {.generation = 5, .curve = 2}, log);
+    EXPECT_EQ(Picture(clip, 1), plain);
   });
   std::remove(log.c_str());
   std::remove(lut.c_str());
@@ -152,21 +146,17 @@ TEST(SettingsStory, FramesFollowTheSettings) {
 // A damaged project may hold any number; the clip then shows the camera's white balance.
 TEST(SettingsStory, NumbersThatAreNoneDevelopAsShot) {
   const TemporaryClip file({.smooth = true});
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
-    const std::vector<uint16_t> asShot = Picture(*clip, 1);
+  RunWithClip({}, file.path(), [&](HostClip& clip) {
+    const std::vector<uint16_t> asShot = Picture(clip, 1);
     ASSERT_FALSE(asShot.empty());
     constexpr double kNaN = std::numeric_limits<double>::quiet_NaN(), kInfinity = std::numeric_limits<double>::infinity();
     uint32_t generation = 0;
     for (const auto& [kelvin, tint] :
          {std::pair{kNaN, 0.0}, std::pair{5600.0, kNaN}, std::pair{5600.0, kInfinity}, std::pair{-kInfinity, 0.0}}) {
-      clip->SetPrefs(BlockOf({.generation = ++generation, .whiteBalanceOn = true, .kelvin = kelvin, .tint = tint}));
-      clip->Describe();
-      EXPECT_EQ(Picture(*clip, 1), asShot) << kelvin << " K, " << tint;
+      clip.SetPrefs(BlockOf({.generation = ++generation, .whiteBalanceOn = true, .kelvin = kelvin, .tint = tint}));
+      clip.Describe();
+      EXPECT_EQ(Picture(clip, 1), asShot) << kelvin << " K, " << tint;
     }
-    clip.reset();
-    ExpectClean(std::move(plugin));
   });
 }
 
@@ -229,27 +219,20 @@ TEST(SettingsStory, FirstBlockCarriesTheUsersDefaults) {
 TEST(SettingsStory, SettingsChangeBesideFrameRequests) {
   constexpr int kFrames = 6, kChanges = 24, kThreads = 4;
   const TemporaryClip file({.frames = kFrames});
-  RunInChild({{"QORIX_IMPORT_TUNE", "3,6,3"}, {"QORIX_IMPORT_ASYNC", "1"}}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
+  RunWithClip({{"QORIX_IMPORT_TUNE", "3,6,3"}, {"QORIX_IMPORT_ASYNC", "1"}}, file.path(), [&](HostClip& clip) {
     const auto settings = [](uint32_t generation) {
       return BlockOf({.generation = generation, .curve = int32_t(generation % 2) * 2, .exposureEv = float(generation / 2 % 2)});
     };
     std::vector<std::vector<std::vector<uint16_t>>> expected(kFrames);
     for (uint32_t generation = 1; generation <= 4; ++generation) {
-      clip->SetPrefs(settings(generation));
-      clip->Describe();
-      for (int frame = 0; frame < kFrames; ++frame) expected[size_t(frame)].push_back(Picture(*clip, frame));
+      clip.SetPrefs(settings(generation));
+      clip.Describe();
+      for (int frame = 0; frame < kFrames; ++frame) expected[size_t(frame)].push_back(Picture(clip, frame));
     }
     const std::u16string path(file.path().begin(), file.path().end());
 
-    host::AsyncImporterCreationRec creation = {};
-    creation.inPrivateData = clip->privateData();
-    ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, &creation, nullptr), host::imNoErr);
-    const host::AsyncEntry async = creation.outAsyncEntry;
-    void* const asyncClip = creation.outAsyncPrivateData;
-
-    clip->SetPrefs({});
+    const AsyncImporter async(clip);
+    clip.SetPrefs({});
     std::atomic<bool> stop{false};
     std::atomic<int> wrong{0}, delivered{0};
     std::vector<std::thread> threads;
@@ -257,7 +240,7 @@ TEST(SettingsStory, SettingsChangeBesideFrameRequests) {
       threads.emplace_back([&, i] {
         for (int frame = i; !stop || frame < i + kFrames; ++frame) {
           const auto& allowed = expected[size_t(frame % kFrames)];
-          const std::vector<uint16_t> picture = Picture(*clip, frame % kFrames);
+          const std::vector<uint16_t> picture = Picture(clip, frame % kFrames);
           if (picture.empty()) continue;  // its job was cancelled by the change
           if (std::find(allowed.begin(), allowed.end(), picture) == allowed.end()) ++wrong;
           ++delivered;
@@ -266,11 +249,8 @@ TEST(SettingsStory, SettingsChangeBesideFrameRequests) {
     }
     threads.emplace_back([&] {
       for (int frame = 0; !stop; ++frame) {
-        host::AsyncRequestRec request = {};
-        request.inPrivateData = asyncClip;
-        request.sourceVideo.inFrameTime = clip->TimeOfFrame(frame % kFrames);
-        async(host::aiInitiateAsyncRead, &request);
-        if (frame % 8 == 7) async(host::aiFlush, asyncClip);
+        async.Initiate(clip.TimeOfFrame(frame % kFrames));
+        if (frame % 8 == 7) async.Flush();
       }
     });
     for (uint32_t generation = 5; generation < 5 + kChanges; ++generation) {
@@ -278,17 +258,14 @@ TEST(SettingsStory, SettingsChangeBesideFrameRequests) {
       GuardedRecord<host::FileAccessRec8> access("file access record");
       access->filepath = path.c_str();
       GuardedRecord<host::FileInfoRec8> info("file info record");
-      info->privatedata = clip->privateData();
+      info->privatedata = clip.privateData();
       info->prefs = const_cast<uint8_t*>(block.data());
-      if (plugin->Call(host::imGetInfo8, access.get(), info.get()) != host::imNoErr) ++wrong;
+      if (clip.plugin().Call(host::imGetInfo8, access.get(), info.get()) != host::imNoErr) ++wrong;
     }
     stop = true;
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(wrong, 0);
     EXPECT_GT(delivered, 0);
-    async(host::aiClose, asyncClip);
-    clip.reset();
-    ExpectClean(std::move(plugin));
   });
 }
 

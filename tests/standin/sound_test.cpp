@@ -138,82 +138,65 @@ TEST(Sound, GoesWithThePicture) {
   for (const SyncRow& row : rows) {
     SCOPED_TRACE(row.name);
     const TemporaryFile file(MakeClip(row), row.qorix ? ".qorix" : ".zip");
-    RunInChild({}, [&] {
-      auto plugin = LoadPlugin();
-      {
-        const auto clip = OpenClip(*plugin, file.path());
-        ASSERT_NE(clip, nullptr);
-        const ClipFacts facts = clip->Describe();
-        ASSERT_TRUE(facts.hasAudio);
-        const int64_t flash = FindFlash(*clip, facts);
-        ASSERT_GT(flash, 0);
-        const double flashSeconds = double(flash) / facts.framesPerSecond();
-        for (const std::vector<float>& channel : PullSound(*clip, facts)) {
-          const int64_t click = FindClick(channel);
-          ASSERT_GE(click, 0);
-          EXPECT_LE(std::abs(double(click) / facts.audioRate - flashSeconds), 1.0 / facts.audioRate) << "sample frame " << click;
-        }
+    RunWithClip({}, file.path(), [&](HostClip& clip) {
+      const ClipFacts facts = clip.Describe();
+      ASSERT_TRUE(facts.hasAudio);
+      const int64_t flash = FindFlash(clip, facts);
+      ASSERT_GT(flash, 0);
+      const double flashSeconds = double(flash) / facts.framesPerSecond();
+      for (const std::vector<float>& channel : PullSound(clip, facts)) {
+        const int64_t click = FindClick(channel);
+        ASSERT_GE(click, 0);
+        EXPECT_LE(std::abs(double(click) / facts.audioRate - flashSeconds), 1.0 / facts.audioRate) << "sample frame " << click;
       }
-      ExpectClean(std::move(plugin));
     });
   }
 }
 
 TEST(Sound, BlocksOfAnySizeAndPlaceGiveTheSameSamples) {
   const TemporaryFile file(MakeClip({"", false, qx::SoundOffsetTold::kInComment, 0.2, 0.11}), ".zip");
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
-    {
-      const auto clip = OpenClip(*plugin, file.path());
-      const ClipFacts facts = clip->Describe();
-      const Channels all = PullSound(*clip, facts);
-      struct Row {
-        int64_t position;
-        uint32_t count;
-      };
-      for (const Row& row : {Row{0, 1}, Row{9000, 2000}, Row{9599, 3}, Row{facts.audioFrames - 10, 100}, Row{facts.audioFrames, 5},
-                             Row{-100, 300}, Row{int64_t(1) << 62, 7}, Row{12345, 40000}}) {
-        Channels block;
-        ASSERT_EQ(clip->GetSound(row.position, row.count, facts.audioChannels, &block), host::imNoErr);
-        for (size_t c = 0; c < block.size(); ++c) {
-          for (int64_t i = 0; i < row.count; ++i) {
-            const int64_t at = std::max<int64_t>(row.position, 0) + i;
-            ASSERT_EQ(block[c][size_t(i)], at < facts.audioFrames ? all[c][size_t(at)] : 0.0f) << row.position << " + " << i;
-          }
+  RunWithClip({}, file.path(), [&](HostClip& clip) {
+    const ClipFacts facts = clip.Describe();
+    const Channels all = PullSound(clip, facts);
+    struct Row {
+      int64_t position;
+      uint32_t count;
+    };
+    for (const Row& row : {Row{0, 1}, Row{9000, 2000}, Row{9599, 3}, Row{facts.audioFrames - 10, 100}, Row{facts.audioFrames, 5},
+                           Row{-100, 300}, Row{int64_t(1) << 62, 7}, Row{12345, 40000}}) {
+      Channels block;
+      ASSERT_EQ(clip.GetSound(row.position, row.count, facts.audioChannels, &block), host::imNoErr);
+      for (size_t c = 0; c < block.size(); ++c) {
+        for (int64_t i = 0; i < row.count; ++i) {
+          const int64_t at = std::max<int64_t>(row.position, 0) + i;
+          ASSERT_EQ(block[c][size_t(i)], at < facts.audioFrames ? all[c][size_t(at)] : 0.0f) << row.position << " + " << i;
         }
       }
-      Channels block;
-      EXPECT_EQ(clip->GetSound(0, 0, facts.audioChannels, &block), host::imOtherErr);
     }
-    ExpectClean(std::move(plugin));
+    Channels block;
+    EXPECT_EQ(clip.GetSound(0, 0, facts.audioChannels, &block), host::imOtherErr);
   });
 }
 
 TEST(Sound, ClipWithoutItRefusesAndWritesNothing) {
   const TemporaryClip file(TestClip{});
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
-    {
-      const auto clip = OpenClip(*plugin, file.path());
-      EXPECT_FALSE(clip->Describe().hasAudio);
-      Channels block;
-      EXPECT_EQ(clip->GetSound(0, 16, 2, &block), host::imOtherErr);
-      for (const std::vector<float>& channel : block) {
-        for (const float value : channel) EXPECT_EQ(std::bit_cast<uint32_t>(value), kUnwrittenSample);
-      }
+  RunWithClip({}, file.path(), [&](HostClip& clip) {
+    EXPECT_FALSE(clip.Describe().hasAudio);
+    Channels block;
+    EXPECT_EQ(clip.GetSound(0, 16, 2, &block), host::imOtherErr);
+    for (const std::vector<float>& channel : block) {
+      for (const float value : channel) EXPECT_EQ(std::bit_cast<uint32_t>(value), kUnwrittenSample);
     }
-    ExpectClean(std::move(plugin));
   });
 }
 
 TEST(Sound, IsTheSameBesideFrameRequests) {
   const TemporaryFile archive(MakeClip({"", false, qx::SoundOffsetTold::kInComment, 0.2, 0.11}), ".zip"),
       recording(MakeClip({"", true, qx::SoundOffsetTold::kNot, 0.2, 0}), ".qorix");
-  RunInChild({{"QORIX_IMPORT_CLIPMB", "1"}}, [&] {
-    auto plugin = LoadPlugin();
+  RunWithPlugin({{"QORIX_IMPORT_CLIPMB", "1"}}, [&](const Plugin& plugin) {
     {
       std::vector<std::unique_ptr<HostClip>> clips;
-      for (const TemporaryFile* file : {&archive, &recording}) clips.push_back(OpenClip(*plugin, file->path()));
+      for (const TemporaryFile* file : {&archive, &recording}) clips.push_back(OpenClip(plugin, file->path()));
       std::atomic<int> wrong{0};
       std::vector<std::thread> threads;
       for (const std::unique_ptr<HostClip>& clip : clips) {
@@ -235,7 +218,6 @@ TEST(Sound, IsTheSameBesideFrameRequests) {
       for (std::thread& thread : threads) thread.join();
       EXPECT_EQ(wrong, 0);
     }
-    ExpectClean(std::move(plugin));
   });
 }
 

@@ -18,6 +18,7 @@
 #include "samples/dng_writer.h"
 #include "samples/zip_writer.h"
 #include "standin/frame_image.h"
+#include "standin/guarded.h"
 #include "standin/host_clip.h"
 #include "standin/plugin.h"
 #include "tests/support/system.h"
@@ -123,6 +124,57 @@ inline void ExpectClean(std::unique_ptr<Plugin> plugin) {
   for (const std::string& line : Plugin::Leftovers()) ADD_FAILURE() << line;
 }
 
+/// RunInChild with the plug-in loaded. Behind `body` it is shut down and must have left nothing behind.
+inline void RunWithPlugin(const Environment& environment, const std::function<void(const Plugin&)>& body) {
+  RunInChild(environment, [&] {
+    std::unique_ptr<Plugin> plugin = LoadPlugin();
+    if (plugin == nullptr) return;
+    body(*plugin);
+    ExpectClean(std::move(plugin));
+  });
+}
+
+/// The same with a clip, which is closed before the plug-in goes.
+inline void RunWithClip(const Environment& environment, const std::string& path, const std::function<void(HostClip&)>& body) {
+  RunWithPlugin(environment, [&](const Plugin& plugin) {
+    const std::unique_ptr<HostClip> clip = OpenClip(plugin, path);
+    if (clip != nullptr) body(*clip);
+  });
+}
+
+/// A clip's asynchronous importer as a host drives it. Closed with the object; it may outlive the clip, not the plug-in.
+class AsyncImporter {
+ public:
+  explicit AsyncImporter(const HostClip& clip) {
+    GuardedRecord<qx::host::AsyncImporterCreationRec> creation("creation");
+    creation->inPrivateData = clip.privateData();
+    EXPECT_EQ(clip.plugin().Call(qx::host::imCreateAsyncImporter, creation.get(), nullptr), qx::host::imNoErr);
+    entry_ = creation->outAsyncEntry;
+    data_ = creation->outAsyncPrivateData;
+  }
+  ~AsyncImporter() { EXPECT_EQ(entry_(qx::host::aiClose, data_), qx::host::aiNoError); }
+  AsyncImporter(const AsyncImporter&) = delete;
+  AsyncImporter& operator=(const AsyncImporter&) = delete;
+
+  /// Announces that the frame at `time` will be asked for.
+  int32_t Initiate(int64_t time) const {
+    GuardedRecord<qx::host::AsyncRequestRec> initiate("initiate");
+    initiate->inPrivateData = data_;
+    initiate->sourceVideo.inFrameTime = time;
+    return entry_(qx::host::aiInitiateAsyncRead, initiate.get());
+  }
+  int32_t GetFrame(qx::host::SourceVideoRec* request) const {
+    request->inPrivateData = data_;
+    return entry_(qx::host::aiGetFrame, request);
+  }
+  int32_t Flush() const { return entry_(qx::host::aiFlush, data_); }
+  int32_t Call(int32_t selector, void* record) const { return entry_(selector, record); }
+
+ private:
+  qx::host::AsyncEntry entry_ = nullptr;
+  void* data_ = nullptr;
+};
+
 /// A name for a temporary file, without its ending: no other story's, and the same in parent and child. Counted in each test from 0, so
 /// that a child that runs one test alone comes to the same names.
 inline std::string NextTemporaryName() {
@@ -196,6 +248,10 @@ class TemporaryClip {
  private:
   std::string path_;
 };
+
+inline int64_t CountStarting(const std::vector<std::string>& lines, const std::string& start) {
+  return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
+}
 
 /// The lines of a log file without time and thread, and the file gone afterwards.
 inline std::vector<std::string> TakeLog(const std::string& path) {

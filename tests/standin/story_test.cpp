@@ -22,15 +22,14 @@ namespace host = qx::host;
 
 TEST(Story, DescribesAClip) {
   const TemporaryClip file({});
-  RunInChild({{"QORIX_IMPORT_CURVE", "s-log3"}}, [&] {
-    auto plugin = LoadPlugin();
-    EXPECT_EQ(plugin->initResult(), host::imIsCacheable);
-    EXPECT_EQ(int32_t(plugin->importInfo().hasSetup), 1);
-    ASSERT_EQ(plugin->formats().size(), 2u);
-    EXPECT_EQ(plugin->formats()[0].name, ".qorix RAW");
-    EXPECT_EQ(plugin->formats()[1].name, "qorixcam CinemaDNG");
-    EXPECT_EQ(plugin->formats()[1].extensions, std::vector<std::string>{"zip"});
-    auto clip = OpenClip(*plugin, file.path());
+  RunWithPlugin({{"QORIX_IMPORT_CURVE", "s-log3"}}, [&](const Plugin& plugin) {
+    EXPECT_EQ(plugin.initResult(), host::imIsCacheable);
+    EXPECT_EQ(int32_t(plugin.importInfo().hasSetup), 1);
+    ASSERT_EQ(plugin.formats().size(), 2u);
+    EXPECT_EQ(plugin.formats()[0].name, ".qorix RAW");
+    EXPECT_EQ(plugin.formats()[1].name, "qorixcam CinemaDNG");
+    EXPECT_EQ(plugin.formats()[1].extensions, std::vector<std::string>{"zip"});
+    auto clip = OpenClip(plugin, file.path());
     const ClipFacts facts = clip->Describe();
     EXPECT_EQ(facts.width, 64);
     EXPECT_EQ(facts.height, 48);
@@ -44,8 +43,6 @@ TEST(Story, DescribesAClip) {
     EXPECT_EQ(facts.colorSpace, "type 3, primaries 1012, transfer 1001, matrix 0, 16 bit, full range");
     EXPECT_EQ(facts.contentState, clip->Describe().contentState);
     EXPECT_EQ(facts.contentState.size(), 36u);
-    clip.reset();
-    ExpectClean(std::move(plugin));
   });
 }
 
@@ -53,45 +50,42 @@ TEST(Story, RefusesWhatIsNotOurs) {
   const TemporaryClip file({});
   const std::string noArchive = testing::TempDir() + "qx_story_text.zip";
   std::ofstream(NativePath(noArchive)) << "This is no archive, only a text that is longer than thirty bytes.";
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
+  RunWithPlugin({}, [&](const Plugin& plugin) {
     int32_t result = 0;
-    EXPECT_EQ(HostClip::Open(*plugin, file.path(), host::kFileTypeQorix, &result), nullptr);
+    EXPECT_EQ(HostClip::Open(plugin, file.path(), host::kFileTypeQorix, &result), nullptr);
     EXPECT_EQ(result, host::imBadFile) << "an archive announced as a recording";
-    EXPECT_EQ(HostClip::Open(*plugin, noArchive, 0, &result), nullptr);
+    EXPECT_EQ(HostClip::Open(plugin, noArchive, 0, &result), nullptr);
     EXPECT_EQ(result, host::imBadFile) << "a text file";
-    EXPECT_EQ(HostClip::Open(*plugin, file.path() + ".gone.zip", 0, &result), nullptr);
+    EXPECT_EQ(HostClip::Open(plugin, file.path() + ".gone.zip", 0, &result), nullptr);
     EXPECT_EQ(result, host::imBadFile) << "no such file";
 
     for (const char* suite : {host::kPPixCreatorSuiteName, host::kPPixSuiteName, host::kTimeSuiteName}) {
       RefuseSuite(suite);
-      EXPECT_EQ(HostClip::Open(*plugin, file.path(), 0, &result), nullptr);
+      EXPECT_EQ(HostClip::Open(plugin, file.path(), 0, &result), nullptr);
       EXPECT_EQ(result, host::imOtherErr) << suite;
     }
     RefuseSuite(host::kPPixCreator2SuiteName);
-    EXPECT_NE(HostClip::Open(*plugin, file.path(), 0, &result), nullptr) << "the second creator suite is optional";
+    EXPECT_NE(HostClip::Open(plugin, file.path(), 0, &result), nullptr) << "the second creator suite is optional";
     RefuseSuite("");
     FailHandleAllocations(1);
-    EXPECT_EQ(HostClip::Open(*plugin, file.path(), 0, &result), nullptr);
+    EXPECT_EQ(HostClip::Open(plugin, file.path(), 0, &result), nullptr);
     EXPECT_EQ(result, host::imMemErr);
     AtNextHandle([](host::Handle handle) { *handle = nullptr; });
-    EXPECT_EQ(HostClip::Open(*plugin, file.path(), 0, &result), nullptr);
+    EXPECT_EQ(HostClip::Open(plugin, file.path(), 0, &result), nullptr);
     EXPECT_EQ(result, host::imMemErr) << "a handle without a block";
     std::error_code kept;  // some systems keep files that are open
     AtNextHandle([&](host::Handle) { std::filesystem::remove(NativePath(file.path()), kept); });
-    const bool opened = HostClip::Open(*plugin, file.path(), 0, &result) != nullptr;
+    const bool opened = HostClip::Open(plugin, file.path(), 0, &result) != nullptr;
     EXPECT_EQ(opened, bool(kept));
     EXPECT_EQ(result, kept ? host::imNoErr : host::imBadFile) << "gone between the clip's own opening and the host's";
-    ExpectClean(std::move(plugin));
   });
   std::filesystem::remove(NativePath(noArchive));
 }
 
 TEST(Story, QuietedClipKeepsItsPrivateData) {
   const TemporaryClip file({});
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
+  RunWithPlugin({}, [&](const Plugin& plugin) {
+    auto clip = OpenClip(plugin, file.path());
     const host::Handle handle = clip->privateData();
     EXPECT_EQ(clip->Quiet(), host::imNoErr);
     int32_t result = 0;
@@ -99,112 +93,82 @@ TEST(Story, QuietedClipKeepsItsPrivateData) {
     EXPECT_EQ(clip->Reopen(), host::imNoErr);
     EXPECT_EQ(clip->privateData(), handle);
     EXPECT_EQ(clip->Close(), host::imNoErr);
-    EXPECT_EQ(plugin->Call(host::imCloseFile, static_cast<void*>(nullptr), nullptr), host::imNoErr) << "closing nothing";
-    ExpectClean(std::move(plugin));
+    EXPECT_EQ(plugin.Call(host::imCloseFile, static_cast<void*>(nullptr), nullptr), host::imNoErr) << "closing nothing";
   });
 }
 
 TEST(Story, InfoBeforeOpenOpensTheClip) {
   const TemporaryClip file({});
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
+  RunWithPlugin({}, [&](const Plugin& plugin) {
     const std::u16string path(file.path().begin(), file.path().end());
     GuardedRecord<host::FileAccessRec8> access("access");
     access->filetype = int32_t(host::kFileTypeRawZip);
     access->filepath = path.c_str();
     GuardedRecord<host::FileInfoRec8> info("info");
-    EXPECT_EQ(plugin->Call(host::imGetInfo8, access.get(), info.get()), host::imNoErr);
+    EXPECT_EQ(plugin.Call(host::imGetInfo8, access.get(), info.get()), host::imNoErr);
     ASSERT_NE(host::Handle(info->privatedata), nullptr);
     EXPECT_EQ(int64_t(info->vidDurationInFrames), 5);
-    EXPECT_EQ(plugin->Call(host::imCloseFile, static_cast<void*>(nullptr), info->privatedata), host::imNoErr);
-    ExpectClean(std::move(plugin));
+    EXPECT_EQ(plugin.Call(host::imCloseFile, static_cast<void*>(nullptr), info->privatedata), host::imNoErr);
   });
 }
 
 TEST(Story, AsynchronousImporterOutlivesItsClip) {
   const TemporaryClip file({});
-  RunInChild({{"QORIX_IMPORT_ASYNC", "1"}}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
+  RunWithPlugin({{"QORIX_IMPORT_ASYNC", "1"}}, [&](const Plugin& plugin) {
+    auto clip = OpenClip(plugin, file.path());
     EXPECT_TRUE(clip->Describe().asyncOffered);
-    GuardedRecord<host::AsyncImporterCreationRec> creation("creation");
-    creation->inPrivateData = clip->privateData();
-    ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, creation.get(), nullptr), host::imNoErr);
-    const host::AsyncEntry entry = creation->outAsyncEntry;
-    void* const importer = creation->outAsyncPrivateData;
-
-    GuardedRecord<host::AsyncRequestRec> initiate("initiate");
-    initiate->inPrivateData = importer;
-    initiate->sourceVideo.inFrameTime = clip->TimeOfFrame(3);
-    EXPECT_EQ(entry(host::aiInitiateAsyncRead, initiate.get()), host::aiNoError);
-
+    const AsyncImporter importer(*clip);
+    EXPECT_EQ(importer.Initiate(clip->TimeOfFrame(3)), host::aiNoError);
     GuardedRecord<host::SourceVideoRec> request("request");
     std::vector<host::FrameFormat> formats;
     host::PPix place = nullptr;
     clip->FillRequest(RequestFor(3, host::kBgra8), request.get(), &formats, &place);
-    request->inPrivateData = importer;
     clip.reset();  // the clip goes first
-    EXPECT_EQ(entry(host::aiGetFrame, request.get()), host::aiNoError);
+    EXPECT_EQ(importer.GetFrame(request.get()), host::aiNoError);
     EXPECT_TRUE(bool(HostFrame(place)));
     request->outFrame = nullptr;
-    EXPECT_EQ(entry(host::aiGetFrame, request.get()), host::aiUnknownError) << "no place for the frame";
-    for (const int32_t selector : {5, 6, 15, 16, 1000}) EXPECT_EQ(entry(selector, nullptr), host::aiUnsupported);
-    EXPECT_EQ(entry(host::aiFlush, importer), host::aiNoError);
-    EXPECT_EQ(entry(host::aiClose, importer), host::aiNoError);
-    ExpectClean(std::move(plugin));
+    EXPECT_EQ(importer.GetFrame(request.get()), host::aiUnknownError) << "no place for the frame";
+    for (const int32_t selector : {5, 6, 15, 16, 1000}) EXPECT_EQ(importer.Call(selector, nullptr), host::aiUnsupported);
+    EXPECT_EQ(importer.Flush(), host::aiNoError);
   });
 }
 
 TEST(Story, DamagedFramesShowTheirNeighbour) {
   const TemporaryClip file({.frames = 6, .damagedFrames = {2, 3}});
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
+  RunWithClip({}, file.path(), [&](HostClip& clip) {
     std::vector<RgbImage> images;
     for (int64_t number = 0; number < 6; ++number) {
       int32_t result = 0;
-      const HostFrame frame = clip->GetFrame(RequestFor(number, host::kBgra8), &result);
+      const HostFrame frame = clip.GetFrame(RequestFor(number, host::kBgra8), &result);
       ASSERT_TRUE(bool(frame)) << number;
       images.push_back(ImageOfFrame(ViewFrame(frame.get())));
     }
     EXPECT_EQ(LargestDifference(images[2], images[1]), 0);
     EXPECT_EQ(LargestDifference(images[3], images[1]), 0);
     EXPECT_GT(LargestDifference(images[4], images[1]), 0);
-    clip.reset();
-    ExpectClean(std::move(plugin));
   });
 }
 
 TEST(Story, FrameThatNothingCanReplaceFailsAlone) {
   const TemporaryClip file({.frames = 10, .damagedFrames = {1, 2, 3, 4, 5, 6, 7, 8, 9}});
   const std::string log = testing::TempDir() + "qx_story_failure.log";
-  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
-    GuardedRecord<host::AsyncImporterCreationRec> creation("creation");
-    creation->inPrivateData = clip->privateData();
-    ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, creation.get(), nullptr), host::imNoErr);
-    void* const importer = creation->outAsyncPrivateData;
-
+  RunWithClip({{"QORIX_IMPORT_LOG", log}}, file.path(), [&](HostClip& clip) {
+    const AsyncImporter importer(clip);
     // A request gives up after its frame and three neighbours: this one after 9, 8, 7, 6 and the next after 5, 4, 3, 2.
     GuardedRecord<host::SourceVideoRec> request("request");
     std::vector<host::FrameFormat> formats;
     const host::PPix before = reinterpret_cast<host::PPix>(&formats);
     host::PPix place = before;
-    clip->FillRequest(RequestFor(9, host::kBgra8), request.get(), &formats, &place);
-    EXPECT_EQ(plugin->Call(host::imGetSourceVideo, static_cast<void*>(nullptr), request.get()), host::imFrameNotFound);
+    clip.FillRequest(RequestFor(9, host::kBgra8), request.get(), &formats, &place);
+    EXPECT_EQ(clip.plugin().Call(host::imGetSourceVideo, static_cast<void*>(nullptr), request.get()), host::imFrameNotFound);
     EXPECT_EQ(place, nullptr);
     place = before;
-    request->inPrivateData = importer;
-    EXPECT_EQ(creation->outAsyncEntry(host::aiGetFrame, request.get()), host::aiFrameNotFound);
+    EXPECT_EQ(importer.GetFrame(request.get()), host::aiFrameNotFound);
     EXPECT_EQ(place, nullptr);
     EXPECT_EQ(LiveFrames(), 0u);
 
     int32_t result = 0;
-    for (const int64_t frame : {0, 1, 9}) EXPECT_TRUE(bool(clip->GetFrame(RequestFor(frame, host::kBgra8), &result))) << frame;
-    EXPECT_EQ(creation->outAsyncEntry(host::aiClose, importer), host::aiNoError);
-    clip.reset();
-    ExpectClean(std::move(plugin));
+    for (const int64_t frame : {0, 1, 9}) EXPECT_TRUE(bool(clip.GetFrame(RequestFor(frame, host::kBgra8), &result))) << frame;
   });
   const std::vector<std::string> lines = TakeLog(log);
   EXPECT_EQ(std::count(lines.begin(), lines.end(), "frame 9 (64x48 bgra): FAIL"), 2);
@@ -224,12 +188,11 @@ TEST(Story, OpensRecordingsOfTheOtherKind) {
     ASSERT_TRUE(qx::MakeRecording(options, qx::QorixSinkTo(&out)));
   }
   const std::string log = testing::TempDir() + "qx_story_recording.log";
-  RunInChild({{"QORIX_IMPORT_LOG", log}}, [&] {
-    auto plugin = LoadPlugin();
+  RunWithPlugin({{"QORIX_IMPORT_LOG", log}}, [&](const Plugin& plugin) {
     int32_t result = 0;
-    EXPECT_EQ(HostClip::Open(*plugin, path, host::kFileTypeRawZip, &result), nullptr) << "announced as an archive";
+    EXPECT_EQ(HostClip::Open(plugin, path, host::kFileTypeRawZip, &result), nullptr) << "announced as an archive";
     EXPECT_EQ(result, host::imBadFile);
-    auto clip = OpenClip(*plugin, path);
+    auto clip = OpenClip(plugin, path);
     EXPECT_EQ(clip->Describe().frames, 6);
     EXPECT_EQ(clip->Describe().timecode, "02:00:00:05");
     std::vector<RgbImage> images;
@@ -240,8 +203,6 @@ TEST(Story, OpensRecordingsOfTheOtherKind) {
     }
     EXPECT_EQ(LargestDifference(images[3], images[2]), 0) << "the dropped slot repeats the frame before";
     EXPECT_GT(LargestDifference(images[4], images[2]), 0);
-    clip.reset();
-    ExpectClean(std::move(plugin));
   });
   const std::vector<std::string> lines = TakeLog(log);
   EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
@@ -253,33 +214,28 @@ TEST(Story, OpensRecordingsOfTheOtherKind) {
 }
 
 TEST(Story, UnknownSelectorsAnswerUnsupported) {
-  RunInChild({}, [] {
-    auto plugin = LoadPlugin();
+  RunWithPlugin({}, [](const Plugin& plugin) {
     for (const int32_t selector : {-1, 2, 5, 28, 74, 81, 100, 127, 128, 200, 1000}) {
-      EXPECT_EQ(plugin->Call(selector, static_cast<void*>(nullptr), nullptr), host::imUnsupported) << selector;
+      EXPECT_EQ(plugin.Call(selector, static_cast<void*>(nullptr), nullptr), host::imUnsupported) << selector;
     }
-    EXPECT_EQ(plugin->Call(host::imGetSupports8, static_cast<void*>(nullptr), nullptr), host::malSupports8);
-    EXPECT_EQ(plugin->Call(host::imGetSupportsPerInstancePrefs, static_cast<void*>(nullptr), nullptr), host::malSupportsPerInstancePrefs);
+    EXPECT_EQ(plugin.Call(host::imGetSupports8, static_cast<void*>(nullptr), nullptr), host::malSupports8);
+    EXPECT_EQ(plugin.Call(host::imGetSupportsPerInstancePrefs, static_cast<void*>(nullptr), nullptr), host::malSupportsPerInstancePrefs);
     GuardedRecord<host::ImportAudioRec7> audio("audio");
-    EXPECT_EQ(plugin->Call(host::imImportAudio7, static_cast<void*>(nullptr), audio.get()), host::imOtherErr);
-    ExpectClean(std::move(plugin));
+    EXPECT_EQ(plugin.Call(host::imImportAudio7, static_cast<void*>(nullptr), audio.get()), host::imOtherErr);
   });
 }
 
 #if !defined(__SANITIZE_ADDRESS__)
 TEST(Story, MachineFaultBecomesAnError) {
   const std::string log = testing::TempDir() + "qx_story_fault.log";
-  RunInChild({{"QORIX_IMPORT_LOG", log}}, [] {
-    auto plugin = LoadPlugin();
-    const auto fault = [&] { return plugin->Call(host::imGetTimeInfo8, static_cast<void*>(nullptr), nullptr); };
+  RunWithPlugin({{"QORIX_IMPORT_LOG", log}}, [](const Plugin& plugin) {
+    const auto fault = [&] { return plugin.Call(host::imGetTimeInfo8, static_cast<void*>(nullptr), nullptr); };
     EXPECT_EQ(fault(), host::imOtherErr) << "a null record";
     std::thread([&] { EXPECT_EQ(fault(), host::imOtherErr) << "on another thread of the host"; }).join();
-    EXPECT_EQ(plugin->Call(host::imGetSupports8, static_cast<void*>(nullptr), nullptr), host::malSupports8) << "and life goes on";
-    ExpectClean(std::move(plugin));
+    EXPECT_EQ(plugin.Call(host::imGetSupports8, static_cast<void*>(nullptr), nullptr), host::malSupports8) << "and life goes on";
   });
   const std::vector<std::string> lines = TakeLog(log);
-  EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](const std::string& line) { return line.starts_with("selector 52: exception "); }),
-            2);
+  EXPECT_EQ(CountStarting(lines, "selector 52: exception "), 2);
 }
 #endif
 
@@ -300,9 +256,7 @@ TEST(Story, LogTellsWhatHappened) {
     for (int i = 0; i < 2; ++i) EXPECT_TRUE(bool(clip->GetFrame(request, &result)));
   });
   const std::vector<std::string> lines = TakeLog(log);
-  const auto count = [&](const std::string& start) {
-    return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
-  };
+  const auto count = [&](const std::string& start) { return CountStarting(lines, start); };
   EXPECT_EQ(count("formats from QORIX_IMPORT_FMTLIST: 2 (first bgra)"), 1);
   EXPECT_EQ(count("settings: async off, tag on, cpu auto, slog3 range full, color space H.273, formats 3 (first Bgra)"), 1);
   EXPECT_EQ(count("selector 100 first call"), 1);
@@ -325,34 +279,22 @@ TEST(Story, LogTellsWhatHappened) {
 TEST(Story, SettingsReachTheClip) {
   const TemporaryClip file({.width = 64, .height = 2160, .frames = 4});
   const std::string log = testing::TempDir() + "qx_story_settings.log";
-  RunInChild({{"QORIX_IMPORT_LOG", log}, {"QORIX_IMPORT_CPU", "1"}, {"QORIX_IMPORT_CURVE", "s-log3"}, {"QORIX_IMPORT_SLOG3_NARROW", "1"}},
-             [&] {
-               auto plugin = LoadPlugin();
-               auto clip = OpenClip(*plugin, file.path());
-               const ClipFacts facts = clip->Describe();
-               EXPECT_EQ(facts.colorSpace, "type 3, primaries 1012, transfer 1001, matrix 0, 16 bit, narrow range");
-               EXPECT_EQ(facts.extraMemoryBytes, 64u * 2160 * 6 + 838860800);
-               FrameRequest request = RequestFor(1, host::kBgra8);
-               request.intent = host::kIntentPlaying, request.width = 32, request.height = 1080;
-               int32_t result = 0;
-               EXPECT_TRUE(bool(clip->GetFrame(request, &result)));
-               GuardedRecord<host::AsyncImporterCreationRec> creation("creation");
-               creation->inPrivateData = clip->privateData();
-               ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, creation.get(), nullptr), host::imNoErr);
-               GuardedRecord<host::AsyncRequestRec> initiate("initiate");
-               initiate->inPrivateData = creation->outAsyncPrivateData;
-               initiate->sourceVideo.inFrameTime = clip->TimeOfFrame(3);
-               EXPECT_EQ(creation->outAsyncEntry(host::aiInitiateAsyncRead, initiate.get()), host::aiNoError);
-               EXPECT_EQ(creation->outAsyncEntry(host::aiClose, creation->outAsyncPrivateData), host::aiNoError);
-               request.intent = host::kIntentExport;
-               EXPECT_TRUE(bool(clip->GetFrame(request, &result)));
-               clip.reset();
-               ExpectClean(std::move(plugin));
-             });
+  const Environment environment = {
+      {"QORIX_IMPORT_LOG", log}, {"QORIX_IMPORT_CPU", "1"}, {"QORIX_IMPORT_CURVE", "s-log3"}, {"QORIX_IMPORT_SLOG3_NARROW", "1"}};
+  RunWithClip(environment, file.path(), [&](HostClip& clip) {
+    const ClipFacts facts = clip.Describe();
+    EXPECT_EQ(facts.colorSpace, "type 3, primaries 1012, transfer 1001, matrix 0, 16 bit, narrow range");
+    EXPECT_EQ(facts.extraMemoryBytes, 64u * 2160 * 6 + 838860800);
+    FrameRequest request = RequestFor(1, host::kBgra8);
+    request.intent = host::kIntentPlaying, request.width = 32, request.height = 1080;
+    int32_t result = 0;
+    EXPECT_TRUE(bool(clip.GetFrame(request, &result)));
+    EXPECT_EQ(AsyncImporter(clip).Initiate(clip.TimeOfFrame(3)), host::aiNoError);
+    request.intent = host::kIntentExport;
+    EXPECT_TRUE(bool(clip.GetFrame(request, &result)));
+  });
   const std::vector<std::string> lines = TakeLog(log);
-  const auto count = [&](const std::string& start) {
-    return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
-  };
+  const auto count = [&](const std::string& start) { return CountStarting(lines, start); };
   EXPECT_EQ(count("initiate 3 half"), 1) << "the size of the latest request";
   EXPECT_EQ(count("mode: export"), 1);
   EXPECT_EQ(count("GL: "), 0) << "the card is not even asked for";
@@ -360,21 +302,19 @@ TEST(Story, SettingsReachTheClip) {
 
 TEST(Story, QuietClosesTheHostsFileAndASecondCloseIsHarmless) {
   const TemporaryClip file({});
-  RunInChild({}, [&] {
-    auto plugin = LoadPlugin();
-    auto clip = OpenClip(*plugin, file.path());
+  RunWithPlugin({}, [&](const Plugin& plugin) {
+    auto clip = OpenClip(plugin, file.path());
     const int open = OpenHandlesOf(file.path());
     clip->Quiet();
     EXPECT_EQ(OpenHandlesOf(file.path()), open - 1);
     const host::Handle handle = clip->privateData();
     EXPECT_EQ(clip->Close(), host::imNoErr);
-    EXPECT_EQ(plugin->Call(host::imCloseFile, static_cast<void*>(nullptr), handle), host::imNoErr) << "closed already";
+    EXPECT_EQ(plugin.Call(host::imCloseFile, static_cast<void*>(nullptr), handle), host::imNoErr) << "closed already";
     uintptr_t wild = 16;
     char* fake = reinterpret_cast<char*>(&wild);
     GuardedRecord<host::IndPixelFormatRec> format("pixel format record");
     format->privatedata = &fake;
-    EXPECT_EQ(plugin->Call(host::imGetIndPixelFormat, uint64_t(0), format.get()), host::imNoErr) << "not a clip handle";
-    ExpectClean(std::move(plugin));
+    EXPECT_EQ(plugin.Call(host::imGetIndPixelFormat, uint64_t(0), format.get()), host::imNoErr) << "not a clip handle";
   });
 }
 
@@ -410,19 +350,15 @@ TEST(Story, InitiatedFramesAreReadAhead) {
     int32_t result = 0;
     EXPECT_EQ(HostClip::Open(*plugin, file.path() + ".gone.zip", 0, &result), nullptr);
     auto clip = OpenClip(*plugin, file.path());
-    GuardedRecord<host::AsyncImporterCreationRec> creation("creation");
-    creation->inPrivateData = clip->privateData();
-    ASSERT_EQ(plugin->Call(host::imCreateAsyncImporter, creation.get(), nullptr), host::imNoErr);
-    GuardedRecord<host::AsyncRequestRec> initiate("initiate");
-    initiate->inPrivateData = creation->outAsyncPrivateData;
-    initiate->sourceVideo.inFrameTime = clip->TimeOfFrame(3);
-    EXPECT_EQ(creation->outAsyncEntry(host::aiInitiateAsyncRead, initiate.get()), host::aiNoError);
-    for (int i = 0; i < 200; ++i) {
-      std::ifstream in(NativePath(log));
-      if (std::string(std::istreambuf_iterator<char>(in), {}).find("frame 3 unreadable") != std::string::npos) break;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    {
+      const AsyncImporter importer(*clip);
+      EXPECT_EQ(importer.Initiate(clip->TimeOfFrame(3)), host::aiNoError);
+      for (int i = 0; i < 200; ++i) {
+        std::ifstream in(NativePath(log));
+        if (std::string(std::istreambuf_iterator<char>(in), {}).find("frame 3 unreadable") != std::string::npos) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
     }
-    EXPECT_EQ(creation->outAsyncEntry(host::aiClose, creation->outAsyncPrivateData), host::aiNoError);
     clip.reset();
     ExpectClean(std::move(plugin));
     int readers = ThreadsNamed("qx reader");
@@ -431,9 +367,7 @@ TEST(Story, InitiatedFramesAreReadAhead) {
     EXPECT_EQ(readers, 0);
   });
   const std::vector<std::string> lines = TakeLog(log);
-  const auto count = [&](const std::string& start) {
-    return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
-  };
+  const auto count = [&](const std::string& start) { return CountStarting(lines, start); };
   EXPECT_EQ(count("initiate 3"), 1) << "the host's time at 30000/1001";
   EXPECT_EQ(count("frame 3 unreadable"), 1);
   EXPECT_EQ(count("open " + file.path() + ".gone.zip: not ours: cannot open the file"), 1);

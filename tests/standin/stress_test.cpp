@@ -60,13 +60,12 @@ TEST(Stress, EveryFrameEqualsTheOneDevelopedAlone) {
   for (int i = 0; i < kClips; ++i) {
     files.push_back(std::make_unique<TemporaryClip>(TestClip{.width = 48 + 16 * i, .height = 40 + 2 * i, .frames = kFrames}));
   }
-  RunInChild({{"QORIX_IMPORT_CLIPMB", "1"}, {"QORIX_IMPORT_TUNE", "3,6,3"}}, [&] {
-    auto plugin = LoadPlugin();
+  RunWithPlugin({{"QORIX_IMPORT_CLIPMB", "1"}, {"QORIX_IMPORT_TUNE", "3,6,3"}}, [&](const Plugin& plugin) {
     std::vector<std::unique_ptr<HostClip>> clips;
     std::vector<ExpectedFrames> expected(kClips);
     for (int i = 0; i < kClips; ++i) {
       int32_t result = 0;
-      clips.push_back(HostClip::Open(*plugin, files[size_t(i)]->path(), 0, &result));
+      clips.push_back(HostClip::Open(plugin, files[size_t(i)]->path(), 0, &result));
       ASSERT_NE(clips.back(), nullptr);
       for (int64_t frame = 0; frame < kFrames; ++frame) {
         expected[size_t(i)].emplace_back();
@@ -83,13 +82,12 @@ TEST(Stress, EveryFrameEqualsTheOneDevelopedAlone) {
       threads.emplace_back(
           [&, i] { RequestRandomFrames(*clips[size_t(i % kClips)], expected[size_t(i % kClips)], uint64_t(i), stop, &wrong); });
     }
-    for (int i = 0; i < 2; ++i) threads.emplace_back([&, i] { OpenQuietReopenClose(*plugin, files[size_t(i)]->path(), stop, &wrong); });
+    for (int i = 0; i < 2; ++i) threads.emplace_back([&, i] { OpenQuietReopenClose(plugin, files[size_t(i)]->path(), stop, &wrong); });
     std::this_thread::sleep_for(std::chrono::duration<double>(StressSeconds()));
     stop = true;
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(wrong, 0);
     clips.clear();
-    ExpectClean(std::move(plugin));
   });
 }
 
