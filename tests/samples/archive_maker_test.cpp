@@ -67,15 +67,6 @@ TEST(ArchiveMaker, LaysARecordingOut) {
   EXPECT_EQ(lines.find("DurationMS:167"), std::string::npos);
 }
 
-TEST(ArchiveMaker, SlowMotionFollowsTheCaptureRate) {
-  ArchiveOptions options = SmallArchive(2);
-  options.recording.fps = {30, 1};
-  options.recording.captureFps = 120;
-  const ListedArchive archive = ListArchive(Make(options));
-  EXPECT_NE(Text(archive.members[2].data).find("_000001.dng,81242901223,1\n"), std::string::npos);  // 8333333 ns later
-  EXPECT_EQ(Text(ListTags(archive.members[0].data)[51081]), std::string("V250614-101500-120t30fps") + '\0');
-}
-
 TEST(ArchiveMaker, FramesHoldTheSceneInEachPattern) {
   struct Row {
     std::array<uint8_t, 4> cfa;
@@ -128,19 +119,6 @@ TEST(ArchiveMaker, TimeCodesStartAtTheMarkOrAtOneHour) {
   EXPECT_EQ(Text(tags[50740]), std::string("qorixcam") + '\0' + "TimecodeSource:2\nTimecodeStart:1132423\n");
   options.recording.fps = {100, 1};
   EXPECT_EQ(TagsOfFrame(options, 0).count(51043), 0u);
-}
-
-TEST(ArchiveMaker, TimeCodesAreBinaryCodedDecimals) {
-  struct Row {
-    int64_t frames;
-    uint32_t rate;
-    std::array<uint8_t, 4> expected;  // frames, seconds, minutes, hours
-  };
-  for (const Row& row : {Row{86400, 24, {0, 0, 0, 1}}, Row{107999, 30, {0x29, 0x59, 0x59, 0}}, Row{119, 60, {0x59, 0x01, 0, 0}},
-                         Row{86400LL * 25 + 1, 25, {1, 0, 0, 0}}}) {
-    const std::array<uint8_t, 8> code = SmpteTimeCode(row.frames, row.rate);
-    EXPECT_TRUE(std::equal(row.expected.begin(), row.expected.end(), code.begin())) << row.frames;
-  }
 }
 
 // D65 is (0.95047, 1, 1.08883) in XYZ; a camera matrix must turn it into the neutral.

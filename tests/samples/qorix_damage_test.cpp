@@ -86,6 +86,7 @@ TEST(QorixDamage, CorruptsThatSliceAlone) {
     const bool damaged = chunk.tag == QorixTag("QXRF") && chunk.seq == 3;
     EXPECT_EQ(Touches(damage, chunk), damaged);
     if (!damaged) continue;
+    ASSERT_EQ(SliceRanges(whole, chunk).size(), 3u);
     const QorixRange slice = SliceRanges(whole, chunk)[1];
     EXPECT_TRUE(slice.begin <= damage[0].begin && damage[0].end <= slice.end);
   }
