@@ -134,19 +134,6 @@ TEST(Lut, TetrahedralMatchesBarycentricCoordinates) {
   }
 }
 
-TEST(Lut, IdentityCubeReturnsItsInputLimited) {
-  CubeLut lut = MakeLut(0, 2);
-  for (int i = 0; i < 8; ++i) {
-    for (int c = 0; c < 3; ++c) lut.table3D[size_t(i) * 3 + size_t(c)] = float(i >> c & 1);
-  }
-  for (const auto& color : {std::array<float, 3>{0, 0, 0}, std::array<float, 3>{1, 1, 1}, std::array<float, 3>{0.2f, 0.9f, 0.5f},
-                            std::array<float, 3>{0.5f, 0.5f, 0.5f}, std::array<float, 3>{-1, 0.25f, 3}}) {
-    float rgb[3] = {color[0], color[1], color[2]};
-    ApplyLut(lut, rgb);
-    for (int c = 0; c < 3; ++c) EXPECT_FLOAT_EQ(rgb[c], std::clamp(color[c], 0.0f, 1.0f));
-  }
-}
-
 TEST(Lut, OneDimensionalTableComesFirstAndKeepsItsDomain) {
   CubeLut lut = MakeLut(3, 0);
   const float rows[9] = {0, 0.1f, 0, 0.5f, 0.2f, 0.25f, 1, 0.9f, 4};

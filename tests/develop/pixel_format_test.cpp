@@ -209,14 +209,6 @@ TEST(PixelFormat, RowBytes) {
   }
 }
 
-TEST(PixelFormat, ToldValuesOfBgra) {
-  const Frame frame = {4, 1, {65535, 32767, 128, 129, 1, 0, 2, 3, 65534, 0, 0, 0}};
-  // 65535 is white; 32767 · 255 / 65535 = 127.498; 128 · 255 / 65535 = 0.498, 129 gives 0.502.
-  EXPECT_EQ(Convert(frame, Format::kBgra8), (Bytes{0, 127, 255, 255, 0, 0, 1, 255, 255, 0, 0, 255, 0, 0, 0, 255}));
-  EXPECT_EQ(As<uint16_t>(Convert(frame, Format::kBgra16)),
-            (std::vector<uint16_t>{64, 16384, 32768, 32768, 0, 1, 65, 32768, 32767, 2, 1, 32768, 0, 0, 0, 32768}));
-}
-
 TEST(PixelFormat, ToldValuesOfVideoRange) {
   struct Row {
     const char* what;
@@ -297,21 +289,6 @@ TEST(PixelFormat, QuarterOfFloatsKeepsFractions) {
     for (const PackKernels& kernels : PackKernelVariants()) {
       if (!kernels.usable) continue;
       ASSERT_EQ(Convert(kernels, any, Format::kBgraFloat, true), plainBytes) << kernels.name << " " << width;
-    }
-  }
-}
-
-TEST(PixelFormat, VectorVersionsGiveTheSameBytesAtEveryWidth) {
-  for (const PackKernels& kernels : PackKernelVariants().subspan(1)) {
-    if (!kernels.usable) continue;
-    for (int32_t width = 1; width <= 200; ++width) {
-      const Frame frame = RandomFrame(width, 2, uint32_t(width));
-      for (const Format format : kFormats) {
-        for (const bool quarter : {false, true}) {
-          ASSERT_EQ(Convert(kernels, frame, format, quarter, 1, 3), Convert(PackKernelVariants()[0], frame, format, quarter, 1, 3))
-              << kernels.name << " " << Name(format, width) << " quarter " << quarter;
-        }
-      }
     }
   }
 }
