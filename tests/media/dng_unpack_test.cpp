@@ -68,30 +68,6 @@ TEST(DngUnpack, GivesTheWrittenSamplesAtEveryDepth) {
   }
 }
 
-TEST(DngUnpack, ReadsStoredBytesAsTheByteOrderSays) {
-  // 10 bits: 0x3FF 0x000 0x155 0x2AA = 11111111'11 000000'0000 0101'010101 10'10101010.
-  const std::vector<uint8_t> packed = {0xFF, 0xC0, 0x05, 0x56, 0xAA};
-  struct Row {
-    uint32_t bits;
-    bool bigEndian;
-    std::vector<uint16_t> expected;
-  };
-  for (const Row& row :
-       {Row{10, false, {0x3FF, 0x000, 0x155, 0x2AA}}, Row{10, true, {0x3FF, 0x000, 0x155, 0x2AA}}, Row{8, true, {0xFF, 0xC0, 0x05, 0x56}},
-        Row{16, false, {0xC0FF, 0x5605}}, Row{16, true, {0xFFC0, 0x0556}}, Row{12, false, {0xFFC, 0x005, 0x56A}}}) {
-    DngInfo info;
-    info.width = uint32_t(row.expected.size());
-    info.height = info.rowsPerStrip = 1;
-    info.bitsPerSample = row.bits;
-    info.bigEndian = row.bigEndian;
-    info.stripOffsets = {0};
-    info.stripByteCounts = {packed.size()};
-    std::vector<uint16_t> out(row.expected.size());
-    ASSERT_EQ(dng_unpack_strips(info, packed, out.data()), 0);
-    EXPECT_EQ(out, row.expected) << row.bits << " bits, big-endian " << row.bigEndian;
-  }
-}
-
 TEST(DngUnpack, RefusesWhatItCannotUnpack) {
   DngDescription d;
   d.width = 8;

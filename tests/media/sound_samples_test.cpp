@@ -42,32 +42,6 @@ void Put(Value value, int bytes, ByteVector* out) {
   for (int i = 0; i < bytes; ++i) out->push_back(uint8_t(uint64_t(value) >> (8 * i)));
 }
 
-// Integers of n bits are worth value / 2^(n − 1): exact in a float up to 24 bits, the nearest float for 32.
-TEST(ConvertSamples, GivesFractionsOfFullScale) {
-  struct Row {
-    uint32_t tag, bits;
-    std::vector<int64_t> values;
-    std::vector<float> expected;
-  };
-  const Row rows[] = {
-      {1, 8, {0, 64, 127, 128, 129, 255}, {-1.0f, -0.5f, -1.0f / 128, 0.0f, 1.0f / 128, 127.0f / 128}},
-      {1, 16, {-32768, -16384, -1, 0, 1, 32767}, {-1.0f, -0.5f, -1.0f / 32768, 0.0f, 1.0f / 32768, 32767.0f / 32768}},
-      {1, 24, {-8388608, -1, 0, 1, 4194304, 8388607}, {-1.0f, -1.0f / 8388608, 0.0f, 1.0f / 8388608, 0.5f, 8388607.0f / 8388608}},
-      {1, 32, {-2147483648, -1, 0, 1, 1073741824, 2147483647}, {-1.0f, -0x1p-31f, 0.0f, 0x1p-31f, 0.5f, 1.0f}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.bits);
-    ByteVector bytes;
-    for (const int64_t value : row.values) Put(value, int(row.bits / 8), &bytes);
-    const auto format = FindSampleFormat(row.tag, row.bits, 1, row.bits / 8);
-    ASSERT_TRUE(format);
-    std::vector<float> got(row.values.size());
-    float* out = got.data();
-    ConvertSamples(*format, bytes.data(), int64_t(got.size()), &out, 0);
-    EXPECT_EQ(got, row.expected);
-  }
-}
-
 TEST(ConvertSamples, KeepsFloatsAndNarrowsDoubles) {
   const double values[] = {0, -1, 0.1, 1.5, 1e300, -1e-320};
   ByteVector singles, doubles;

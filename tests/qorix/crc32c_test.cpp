@@ -91,17 +91,6 @@ TEST(Crc32c, VariantsAgreeOnLongData) {
   WithEachUsableVariant([&](auto update) { EXPECT_EQ(update(0, data.data(), data.size()), expected); });
 }
 
-TEST(Crc32c, ContinuesOverPieces) {
-  const std::vector<uint8_t> data = Noise(4096);
-  const uint32_t whole = BitwiseCrc32c(data);
-  WithEachUsableVariant([&](auto update) {
-    for (const size_t cut : {0, 1, 7, 12, 511, 960, 2048, 4095, 4096}) {
-      EXPECT_EQ(update(update(0, data.data(), cut), data.data() + cut, data.size() - cut), whole) << cut;
-    }
-    EXPECT_EQ(update(0xCAFEF00D, data.data(), 0), 0xCAFEF00D);
-  });
-}
-
 TEST(Crc32c, SelectedWayPassedItsSelfTest) {
   EXPECT_FALSE(crc32c_self_test_failed());
 }

@@ -226,29 +226,6 @@ TEST(QorixSource, CountsGapsAndForeignChunksOfItsSound) {
   }
 }
 
-// Both kinds go through the same placement: this one reads through its state, also from a clip that was moved.
-TEST(QorixSource, PlacesItsSound) {
-  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
-    options.sound.format = 2;
-    options.sound.startSeconds = 0.01;
-  });
-  OpenSource open(recording);
-  SourceTimeline moved = std::move(open.source);
-  FrameTimeline timeline;
-  ASSERT_EQ(frame_timeline_build(&timeline, moved, Message()), 0);
-  const SoundPlacement& sound = timeline.sound;
-  EXPECT_TRUE(sound.offered);
-  EXPECT_EQ(sound.method, SoundOffsetMethod::kSensorClock);
-  EXPECT_EQ(sound.lead, 480);
-  const MemorySource file(recording.file);
-  std::vector<uint8_t> got(1000 * sound.blockAlign, 0xEE);
-  ASSERT_EQ(read_sound_frames(file, sound, 0, 1000, got.data()), 1000);
-  std::vector<uint8_t> expected(480 * sound.blockAlign);
-  const std::vector<uint8_t> samples = SoundBytes(recording.options.sound, 0, 520);
-  expected.insert(expected.end(), samples.begin(), samples.end());
-  EXPECT_EQ(got, expected);
-}
-
 TEST(QorixSource, OffersSoundOfSlowMotionThatHasARateForIt) {
   for (const uint32_t playbackRate : {0u, 12000u}) {
     const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {

@@ -73,42 +73,6 @@ TEST(RecordingScan, WholeFileOpensThroughItsIndexWithoutReadingSlices) {
   EXPECT_LT(scanned.source.bytesRead, 65536 + 50 * 4096 + 32768u);
 }
 
-TEST(RecordingScan, FindsTheSameChunksWithoutTrailer) {
-  for (const uint32_t indexEvery : {0u, 7u}) {
-    SCOPED_TRACE(indexEvery);
-    const Recording recording = MakeFrames(20, CutOff(indexEvery));
-    const Scanned scanned(recording.bytes);
-    EXPECT_EQ(scanned.scan.openState, OpenState::kRecovered);
-    EXPECT_TRUE(scanned.scan.damaged.empty());
-    Offsets expected;
-    for (const QorixPlacedChunk& chunk : recording.chunks) expected.push_back(chunk.offset);
-    EXPECT_EQ(scanned.Offsets(), expected);
-  }
-}
-
-TEST(RecordingScan, CutKeepsWhatWasWrittenBefore) {
-  const Recording recording = MakeFrames(6, QorixFileOptions());
-  const QorixPlacedChunk& last = recording.Frame(5);
-  struct Row {
-    const char* where;
-    uint64_t size;
-    uint32_t frames;
-    Ranges damaged;
-  };
-  const Row rows[] = {
-      {"behind the last frame", last.end(), 6, {}},
-      {"in its slices: they are somebody else's matter", last.offset + last.usedSize + 100, 6, {}},
-      {"in its used part", last.offset + last.usedSize - 1, 5, {{last.offset, last.offset + last.usedSize - 1}}},
-      {"in its chunk header: nothing that could be a chunk is left", last.offset + 39, 5, {}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.where);
-    const Scanned scanned(Bytes(recording.bytes).first(row.size));
-    EXPECT_EQ(scanned.FrameNumbers(), FirstNumbers(row.frames));
-    EXPECT_EQ(scanned.Damaged(), row.damaged);
-  }
-}
-
 TEST(RecordingScan, WalkSkipsDamageAndSaysWhere) {
   const Recording recording = MakeFrames(6, CutOff());
   const QorixPlacedChunk& frame = recording.Frame(2);

@@ -190,35 +190,5 @@ TEST(ArchiveSound, TrustsOffsetsInsideTheWindowOnly) {
   }
 }
 
-// The reference frame is the one with the smallest number; its own capture time counts.
-TEST(ArchiveSound, MeasuresBextAgainstTheFrameThatTheTimeCodesKnow) {
-  constexpr uint64_t kHour = 48000ull * 3600;
-  struct Row {
-    const char* why;
-    bool timeCodes, index;
-    std::vector<int> names;
-    double offset;
-  };
-  // Half a second after an hour, against frame 5: 0.2 s after the hour.
-  for (const Row& row :
-       {Row{"time codes", true, false, {5, 6, 7}, 0.3}, Row{"names", false, false, {5, 6, 7}, 0.3},
-        Row{"index", false, true, {5, 6, 7}, 0.3}, Row{"first frame left over from before", false, false, {900, 5, 6, 7}, 0}}) {
-    SCOPED_TRACE(row.why);
-    TestArchive archive;
-    std::string index = "name,sensor_timestamp_ns,slot\n";
-    for (const int name : row.names) {
-      const std::string file = "V_" + std::to_string(name) + ".dng";
-      archive.Frame(file, row.timeCodes ? FrameAt(25 * 3600 + name) : SmallFrame());
-      index += file + "," + std::to_string(1000000000 + name * 40000000ll) + "," + std::to_string(name) + "\n";
-    }
-    if (row.index) archive.Text("V.frames.csv", index);
-    archive.Member("V.wav", Wav({.timeReference = kHour + 24000}, 100));
-    OpenedArchive opened(archive.Finish());
-    EXPECT_EQ(opened.source.indexState, row.index ? 1 : 0);
-    EXPECT_NEAR(opened.source.sound.offsetSeconds, row.offset, 1e-9);
-    EXPECT_EQ(opened.source.sound.offsetSource, row.offset != 0 ? SoundOffsetSource::kBext : SoundOffsetSource::kNone);
-  }
-}
-
 }  // namespace
 }  // namespace qx

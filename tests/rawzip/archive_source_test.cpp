@@ -221,17 +221,6 @@ TEST(ArchiveSource, FollowsTheFrameIndex) {
   EXPECT_TRUE(opened.source.outOfOrder);
 }
 
-TEST(ArchiveSource, CaptureTimesAreStretchedToPlayback) {
-  DngDescription frame = SmallFrame();
-  frame.reelName = "A-100t25fps";
-  TestArchive archive;
-  archive.Frame("1.dng", frame).Frame("2.dng", frame).Frame("3.dng", frame);
-  archive.Text("c.frames.csv", kHeader + "1.dng,5,0\n2.dng,10000005,1\n3.dng,30000005,3\n");
-  OpenedArchive opened(archive.Finish());
-  EXPECT_EQ(opened.source.captureTimes, (std::vector<double>{0, 0.04, 0.12}));
-  EXPECT_EQ(opened.source.missingFrames, 1);
-}
-
 TEST(ArchiveSource, AnUnreadableIndexIsNotedAndReplacedByNumbers) {
   struct Row {
     const char* what;

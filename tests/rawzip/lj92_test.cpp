@@ -331,37 +331,6 @@ TEST(Lj92, CodeThatMatchesNoSymbolIsCorrupt) {
   }
 }
 
-/// 16-bit samples whose steps of 32768 are as frequent as others.
-Samples PictureWithCategory16(int width, int height) {
-  Samples picture(size_t(width) * height);
-  uint32_t state = 12345;
-  for (uint16_t& sample : picture) {
-    state = state * 1664525 + 1013904223;
-    sample = uint16_t((state >> 16 & 1) * 32768 + (state >> 20 & 7));
-  }
-  return picture;
-}
-
-TEST(Lj92, ReadsCategory16InBothWays) {
-  constexpr int kSide = 48;
-  const Samples picture = PictureWithCategory16(kSide, kSide);
-  for (const bool writesBits : {false, true}) {
-    for (const bool repeatSymbol : {false, true}) {
-      for (const int components : {1, 2, 3}) {
-        SCOPED_TRACE(testing::Message() << components << " components, bits " << writesBits << ", repeated symbol " << repeatSymbol);
-        Lj92Format format{.samplesPerLine = kSide / components, .lines = kSide, .components = components, .precision = 16};
-        format.category16WritesBits = writesBits;
-        format.repeatSymbol = repeatSymbol;
-        Samples out;
-        Lj92Info info;
-        ASSERT_EQ(Decode(WriteLj92(picture.data(), kSide, format), kSide, kSide, out, &info), kLj92Ok);
-        EXPECT_TRUE(out == picture);
-        EXPECT_EQ(info.category16ReadsBits, writesBits);
-      }
-    }
-  }
-}
-
 /// Category 16 is the code 0 and category 0 the code 10; with `repeat`, 110 is category 0 too.
 TinyStream Category16Stream(bool repeat, std::string_view bits) {
   TinyStream stream;

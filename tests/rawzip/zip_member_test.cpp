@@ -36,8 +36,7 @@ TEST(ZipMember, TellsWhyAMemberCannotBeRead) {
     ZipWriter writer(ZipSinkTo(&bytes));
     writer.AddRaw("m", {row.method, row.data, row.uncompressedSize, 0});
     writer.Finish();
-    const MemorySource file(bytes);
-    OpenedZip zip(file);
+    OpenedZip zip(bytes);
     ASSERT_EQ(zip.result, 0);
     ByteVector out(row.capacity);
     ZipReadScratch scratch;
@@ -68,8 +67,7 @@ TEST(ZipMember, ChecksTheLocalHeaderOfAMember) {
     SCOPED_TRACE(row.what);
     ByteVector bytes = TwoMembers();
     Overwrite(&bytes, row.at, row.patch);
-    const MemorySource file(bytes);
-    OpenedZip zip(file);
+    OpenedZip zip(bytes);
     ASSERT_EQ(zip.archive.entries.size(), 2u);
     EXPECT_EQ(zip_entry_data_offset(&zip.archive, 1), row.dataOffset);
     EXPECT_EQ(zip.archive.entries[1].dataOffset, row.dataOffset);
@@ -115,8 +113,7 @@ TEST(ZipMember, ReusesItsScratch) {
     writer.Add("frame 2, a little larger", Noise(10500, 2), {.method = method});
   }
   writer.Finish();
-  const MemorySource file(bytes);
-  OpenedZip zip(file);
+  OpenedZip zip(bytes);
   ZipReadScratch scratch;
   ByteVector out(10500);
   ASSERT_EQ(zip_read_entry(&zip.archive, 0, out.data(), out.size(), &scratch), 10000);

@@ -31,8 +31,7 @@ TEST(ZipReader, ReadsAnArchiveOfAnotherTool) {
       "0000002d00000007000000642f622e7478744b494dcb492c494d514821820100504b01021403140000000000000021000bf943560600000006000000"
       "050000000000000000000000800100000000612e747874504b0102140314000000080000002100353b2bf90e0000002d000000070000000000000000"
       "000000800129000000642f622e747874504b05060000000002000200680000005c00000007004650533a203234");
-  const MemorySource file(bytes);
-  OpenedZip zip(file);
+  OpenedZip zip(bytes);
   ASSERT_EQ(zip.result, 0);
   EXPECT_EQ(zip.message, "");
   EXPECT_EQ(zip.archive.fileSize, 225u);
@@ -67,8 +66,7 @@ TEST(ZipReader, ReadsEveryMethodAndHeaderForm) {
         writer.Add("empty \xFF name", {}, options);
         writer.Add("x", data, options);
         ASSERT_TRUE(writer.Finish({.forceZip64 = zip64}));
-        const MemorySource file(bytes);
-        OpenedZip zip(file);
+        OpenedZip zip(bytes);
         ASSERT_EQ(zip.result, 0);
         EXPECT_EQ(zip.archive.zip64, zip64);
         EXPECT_EQ(zip.archive.compressedCount, method == ZipMethod::kStore ? 0 : 2);
@@ -104,8 +102,7 @@ TEST(ZipReader, TakesAnEndRecordOnlyWhenItsCommentReachesTheEnd) {
         Row{"longest comment", TwoMembers(std::string(65535, 'c')), false, 65535},
         Row{"signature inside the comment", nested, false, 22}}) {
     SCOPED_TRACE(row.what);
-    const MemorySource file(row.bytes);
-    const OpenedZip zip(file);
+    const OpenedZip zip(row.bytes);
     EXPECT_EQ(zip.result, 0);
     EXPECT_EQ(zip.message, "");
     EXPECT_EQ(zip.archive.recovered, row.recovered);
@@ -123,8 +120,7 @@ TEST(ZipReader, RefusesWhatIsNoArchive) {
        {std::pair{ByteVector{}, "file too small (0 bytes)"}, std::pair{ByteVector(29), "file too small (29 bytes)"},
         std::pair{ByteVector(30), "not ZIP or no whole record"}, std::pair{Noise(70000, 3), "not ZIP or no whole record"},
         std::pair{headless, "not ZIP or no whole record"}}) {
-    const MemorySource file(bytes);
-    const OpenedZip zip(file);
+    const OpenedZip zip(bytes);
     EXPECT_EQ(zip.result, -1);
     EXPECT_EQ(zip.message, expected);
     EXPECT_TRUE(zip.archive.entries.empty());
@@ -174,8 +170,7 @@ TEST(ZipReader, ReportsADirectoryThatDoesNotHold) {
     SCOPED_TRACE(row.what);
     ByteVector bytes = TwoMembers();
     Overwrite(&bytes, row.at, row.patch);
-    const MemorySource file(bytes);
-    const OpenedZip zip(file);
+    const OpenedZip zip(bytes);
     EXPECT_EQ(zip.result, 0);
     EXPECT_EQ(zip.message, row.message);
     EXPECT_EQ(zip.archive.entries.size(), row.entries);
@@ -206,8 +201,7 @@ TEST(ZipReader, KeepsThe32BitValuesWhenTheZip64RecordIsUnusable) {
     SCOPED_TRACE(row.what);
     ByteVector bytes = good;
     Overwrite(&bytes, row.at, row.patch);
-    const MemorySource file(bytes);
-    const OpenedZip zip(file);
+    const OpenedZip zip(bytes);
     EXPECT_EQ(zip.result, 0);
     EXPECT_EQ(zip.message, row.message);
     EXPECT_EQ(zip.archive.zip64, row.zip64);
@@ -262,8 +256,7 @@ TEST(ZipReader, TakesFrom64BitExtraFieldOnlyWhatTheRecordLacks) {
         Row{"item past the extra field", kLacks, 6, 7, LittleEndian({{1, 2}, {9, 2}, {u, 8}}), kLacks, 6, 7}}) {
     SCOPED_TRACE(row.what);
     const ByteVector bytes = DirectoryOnly(row.uncompressed, row.compressed, row.offset, row.extra);
-    const MemorySource file(bytes);
-    const OpenedZip zip(file);
+    const OpenedZip zip(bytes);
     ASSERT_EQ(zip.result, 0);
     EXPECT_EQ(zip.message, "");
     ASSERT_EQ(zip.archive.entries.size(), 1u);
@@ -360,8 +353,7 @@ TEST(ZipReader, NamesResultsAndMethods) {
 
 TEST(ZipReader, FindsTheZip64LocatorBeforeTheLongestComment) {
   const ByteVector bytes = TwoMembers(std::string(65535, 'c'), true);
-  const MemorySource file(bytes);
-  const OpenedZip zip(file);
+  const OpenedZip zip(bytes);
   EXPECT_TRUE(zip.archive.zip64);
   EXPECT_FALSE(zip.archive.recovered);
 }

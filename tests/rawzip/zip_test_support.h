@@ -19,11 +19,12 @@ namespace qx {
 using ByteVector = std::vector<uint8_t>;
 
 struct OpenedZip {
-  explicit OpenedZip(const ByteSource& file) {
-    MessageBuffer<256> buffer;
-    result = zip_open(&archive, file, buffer);
-    message = buffer.text();
-  }
+  explicit OpenedZip(const ByteSource& file) : memory_({}) { Open(file); }
+  /// Of bytes that outlive the archive.
+  explicit OpenedZip(Bytes bytes) : memory_(bytes) { Open(memory_); }
+  OpenedZip(const OpenedZip&) = delete;
+  OpenedZip& operator=(const OpenedZip&) = delete;
+
   std::vector<std::string> Names() const {
     std::vector<std::string> names;
     for (const ZipEntry& entry : archive.entries) names.push_back(entry.name);
@@ -33,6 +34,15 @@ struct OpenedZip {
   ZipArchive archive;
   int result = 0;
   std::string message;
+
+ private:
+  void Open(const ByteSource& file) {
+    MessageBuffer<256> buffer;
+    result = zip_open(&archive, file, buffer);
+    message = buffer.text();
+  }
+
+  MemorySource memory_;
 };
 
 inline ByteVector BytesOf(std::string_view text) {
