@@ -147,25 +147,6 @@ TEST_F(ArchiveClip, LinearFloatKeepsWhatSixteenBitsLose) {
   EXPECT_GT(above, 0);
 }
 
-TEST_F(ArchiveClip, SeveralThreadsGetTheFramesThatOneGets) {
-  Reference reference(archive_, {});
-  std::vector<std::vector<uint8_t>> expected[3];
-  for (int32_t level : {kFullSize, kHalfSize, kQuarterSize}) {
-    for (int32_t frame = 0; frame < kFrames; ++frame) expected[level].push_back(reference.Frame(frame, level, OutputPixelFormat::kUyvy));
-  }
-  const ClipPtr a = Open(), b = Open();
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = 0; i < 24; ++i) {
-        const int32_t level = (i + thread) % 3, frame = (i * 7 + thread) % kFrames;
-        ASSERT_TRUE(Get(i % 2 == 0 ? a : b, frame, level, OutputPixelFormat::kUyvy) == expected[level][size_t(frame)]) << frame;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-}
-
 TEST_F(ArchiveClip, ProcessWidePipelineServesThePublicInterface) {
   ClipInfo info;
   MessageBuffer<256> message;

@@ -231,21 +231,6 @@ TEST(GpuPath, KeepsThreeSessionsAndLetsTheOldestGo) {
   EXPECT_EQ(sessionsMade(), 5);
 }
 
-TEST(GpuPath, ReleasesTheSessionsWhenTheOptionsChange) {
-  FakeGl fakeGl;
-  LogCapture log;
-  GpuStory story(fakeGl, NormalMode());
-  const ClipPtr clip = OpenFakeClip(*story.pipeline);
-  EXPECT_EQ(Ask(clip, 0), kGpuFrame);
-  DevelopOptions options = {};
-  SetDefaultDevelopOptions(&options);
-  options.exposureEv = 1;
-  const int64_t before = fakeGl.liveObjects();
-  ASSERT_EQ(ApplyDevelopOptions(clip.get(), &options, {}), 0);
-  EXPECT_LT(fakeGl.liveObjects(), before);
-  EXPECT_EQ(Ask(clip, 0), kGpuFrame);
-}
-
 // Fences that are reached only after several polls: in normal mode frames wait for each other, in direct mode they overlap.
 TEST(GpuPath, WaitsForSlowFences) {
   for (const Mode& mode : {kModes[0], kModes[1]}) {
