@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "base/log.h"
 #include "develop/cpu/cpu_session.h"
@@ -123,48 +122,6 @@ TEST_F(ArchiveClip, DeliversEveryFormatAtEverySizeAsDevelopedAlone) {
       EXPECT_TRUE(Get(fresh, 2, level, format) == expected) << "converted ahead by the reader";
     }
   }
-}
-
-TEST_F(ArchiveClip, LinearFloatKeepsWhatSixteenBitsLose) {
-  DevelopOptions options;
-  options.outputCurve = 3;
-  options.exposureEv = 3;  // pushes the highlights above 1
-  const ClipPtr clip = Open(options);
-  const std::vector<uint8_t> bytes = Get(clip, 1, kFullSize, OutputPixelFormat::kBgraFloat);
-  const std::vector<uint8_t> clipped = Reference(archive_, options).Frame(1, kFullSize, OutputPixelFormat::kBgraFloat);
-  const auto at = [](const std::vector<uint8_t>& pixels, size_t i) {
-    float value = 0;
-    std::memcpy(&value, &pixels[i * 4], 4);
-    return value;
-  };
-  int above = 0;
-  for (size_t i = 0; i < bytes.size() / 4; ++i) {
-    const float value = at(bytes, i);
-    above += value > 1;
-    // Half a step of 16 bits, and what float rounding adds.
-    ASSERT_NEAR(std::min(value, 1.0f), at(clipped, i), 0.5 / 65535 + 1e-6) << i;
-  }
-  EXPECT_GT(above, 0);
-}
-
-TEST_F(ArchiveClip, ProcessWidePipelineServesThePublicInterface) {
-  ClipInfo info;
-  MessageBuffer<256> message;
-  const ClipPtr clip(OpenClip(path_, nullptr, &info, message));
-  ASSERT_NE(clip, nullptr) << message.text();
-  EXPECT_EQ(info.frameCount, kFrames);
-  EXPECT_EQ(info.fpsNumerator, 25);
-  EXPECT_STREQ(info.label, "CinemaDNG RAW-ZIP");
-  EXPECT_TRUE(Get(clip, 3, kHalfSize, OutputPixelFormat::kBgra8) == Reference(archive_, {}).Frame(3, kHalfSize, OutputPixelFormat::kBgra8));
-  EXPECT_EQ(OpenClip(path_ / "missing", nullptr, &info, message), nullptr);
-  EXPECT_STREQ(message.text(), "cannot open the file");
-}
-
-TEST_F(ArchiveClip, OtherFilesAreRefusedWithTheReadersMessage) {
-  std::ofstream(path_, std::ios::binary) << "QXNF and nothing that an archive would have";
-  MessageBuffer<256> message;
-  EXPECT_EQ(OpenClipIn(pipeline_, path_, nullptr, nullptr, message), nullptr);
-  EXPECT_FALSE(message.empty());
 }
 
 TEST(SourceOpen, FindsARecordingWhoseBeginningIsDamaged) {

@@ -303,18 +303,6 @@ TEST(GraphicsPath, FailureSwitchesThatClipAloneToTheProcessor) {
   EXPECT_EQ(recording.reads(), (std::vector<int32_t>{9, 10, 10, 11, 11})) << "10 is read again, unpacked";
 }
 
-TEST(GraphicsPath, AnotherFormatIsDevelopedAnew) {
-  FakeRecording recording;
-  recording.gpu = std::make_unique<FakeGpu>(-1);
-  FramePipeline pipeline(MakeFakeBackend(recording), SmallConfig());
-  const ClipPtr clip = OpenFakeClip(pipeline);
-  EXPECT_EQ(Ask(clip, 9), 59);
-  std::vector<uint8_t> pixels(32 * 16 * 2);
-  ASSERT_EQ(GetFrame(clip.get(), 9, 9, kFullSize, OutputPixelFormat::kUyvy, pixels.data(), 64, nullptr, nullptr), 0);
-  EXPECT_EQ(pixels, std::vector<uint8_t>(32 * 16 * 2, 59));
-  EXPECT_EQ(Ask(clip, 9), 59);
-}
-
 TEST(GraphicsPath, AbsenceIsLoggedOnce) {
   FakeRecording recording;
   LogCapture log;

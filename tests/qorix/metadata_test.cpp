@@ -101,25 +101,6 @@ TEST(CameraModules, AreFoundByTheirIdWithoutTrailingNuls) {
   }
 }
 
-TEST(CameraModules, KeepTheirDescription) {
-  Recording recording;
-  recording.writer().WriteBlob(kQorixCameraModule, 0,
-                               OneText(QorixItem::kPhysicalCameraId, "7")
-                                   .U8(QorixItem::kModuleCfa, {3, 0, 0, 0})
-                                   .U16(QorixItem::kModuleArrays, {4000, 3000, 0, 0, 4000, 3000, 0, 0, 3984, 2988})
-                                   .U32(QorixItem::kModuleLevels, {4095, 64, 64, 64, 64})
-                                   .Encoded());
-  CameraModules modules;
-  const CameraModule* module = modules.Find(recording.Scan(), BytesOf("7"));
-  ASSERT_NE(module, nullptr);
-  EXPECT_EQ(module->cfa.size(), 4u);
-  EXPECT_EQ(module->cfa[0], 3);
-  ASSERT_EQ(module->arrays.size(), 20u);
-  EXPECT_EQ(LoadU16Le(&module->arrays[18]), 2988);
-  ASSERT_EQ(module->levels.size(), 20u);
-  EXPECT_EQ(LoadU32Le(&module->levels[0]), 4095u);
-}
-
 // Blob chunks with "HEAD56" or nothing from offset 48 on and "BODY!" behind the head.
 TEST(Blobs, PayloadIsInTheBodyOrInTheHeadOrAllOfTheBody) {
   struct Row {

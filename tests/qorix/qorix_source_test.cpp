@@ -3,7 +3,6 @@
 #include <string_view>
 
 #include "media/frame_timeline.h"
-#include "media/sound_placement.h"
 #include "qorix/qorix_rates.h"
 #include "qorix/scan_lists.h"
 #include "tests/qorix/recording_support.h"
@@ -65,19 +64,6 @@ TEST(QorixSource, RatesSpeedAndTimecode) {
   }
 }
 
-TEST(QorixSource, StretchesTimesOfSlowMotion) {
-  const TestRecording recording = MakeTestRecording([](QorixRecordingOptions& options) {
-    options.file.header.capture = {120, 1};
-    options.file.header.playback = {30, 1};
-    options.timecodeStart = 12345;
-  });
-  OpenSource open(recording);
-  EXPECT_TRUE(open.source.speedChanged);
-  EXPECT_EQ(open.source.timecodeStart, 12345);
-  EXPECT_NEAR(frame_time_seconds(open.source, 1), 1 / 30.0, 1e-6);
-  EXPECT_EQ(frame_number(open.source, 7), 7);
-}
-
 TEST(QorixSource, NamesItsLevel) {
   struct Row {
     float k;
@@ -132,11 +118,6 @@ TEST(QorixSource, ALaterPartMissesOnlyItsOwnFrames) {
   EXPECT_EQ(qorix_state(open.source).framesTotal, 108);
   EXPECT_EQ(qorix_state(open.source).framesBefore, 100);
   EXPECT_EQ(qorix_state(open.source).framesLostHere, 1);
-}
-
-TEST(QorixSource, SaysNothingOfAWholeFile) {
-  OpenSource open(MakeTestRecording());
-  EXPECT_EQ(open.source.damageNote, "");
 }
 
 TEST(QorixSource, DescribesAndReadsSound) {
@@ -223,21 +204,6 @@ TEST(QorixSource, CountsGapsAndForeignChunksOfItsSound) {
     EXPECT_EQ(info.gapFrames, row.gapFrames);
     EXPECT_EQ(info.foreignChunks, int32_t(row.foreign.size()));
     EXPECT_EQ(info.oddChunks, int32_t(row.odd.size()));
-  }
-}
-
-TEST(QorixSource, OffersSoundOfSlowMotionThatHasARateForIt) {
-  for (const uint32_t playbackRate : {0u, 12000u}) {
-    const TestRecording recording = MakeTestRecording([&](QorixRecordingOptions& options) {
-      options.sound.format = 1;
-      options.sound.playbackRate = playbackRate;
-      options.file.header.capture = {120, 1};
-      options.file.header.playback = {30, 1};
-    });
-    OpenSource open(recording);
-    FrameTimeline timeline;
-    ASSERT_EQ(frame_timeline_build(&timeline, open.source, Message()), 0);
-    EXPECT_EQ(timeline.sound.reason, playbackRate != 0 ? SoundReason::kOffered : SoundReason::kSpeedChanged);
   }
 }
 
