@@ -15,6 +15,7 @@
 #include "develop/cpu/render_plan.h"
 #include "develop/cpu/render_rows.h"
 #include "develop/cpu/row_encoder.h"
+#include "develop/cpu/stream_copy.h"
 #include "develop/encoding.h"
 #include "develop/gain_table.h"
 
@@ -58,7 +59,7 @@ class Band {
   [[nodiscard]] bool Prepare(const FramePlan& plan, int firstRow, int endRow) {
     firstRow_ = firstRow;
     endRow_ = endRow;
-    if (!mosaic_.Reserve(plan.debayer.width) || !codes_.Reserve(uint64_t(plan.render.geometry.output.width) * 3)) return false;
+    if (!mosaic_.Reserve(plan.debayer.width)) return false;
     mosaic_.Begin(plan.mosaic);
     if (rgb_ == nullptr || method_ != plan.method || setup_ != plan.debayer) {
       rgb_ = CreateDebayer(&mosaic_, plan);
@@ -72,8 +73,12 @@ class Band {
     return rgb_ != nullptr && render_ != nullptr && render_->Begin(plan.render, &linear_, firstRow, endRow);
   }
 
-  // Room for one developed row, of frames that are packed row by row.
+  // Room for one row on its way into a host's format. False when memory is short.
+  [[nodiscard]] bool ReservePacking(int width, uint64_t rowBytes) {
+    return codes_.Reserve(uint64_t(width) * 3) && packed_.Reserve(rowBytes);
+  }
   uint16_t* codes() { return codes_.data(); }
+  uint8_t* packed() { return packed_.data(); }
 
   // `finish(y, row)` receives the linear output rows.
   template <typename Finish>
@@ -92,6 +97,7 @@ class Band {
   std::unique_ptr<RenderRows> render_;
   RenderMode mode_ = RenderMode::kCopy;
   GrowBuffer<uint16_t> codes_;
+  GrowBuffer<uint8_t> packed_;
 };
 
 }  // namespace
@@ -114,18 +120,24 @@ class CpuSession {
 
   int Develop(const RawFrame& raw, int32_t frame, uint16_t* rgb48, Message message) {
     const size_t rowCodes = size_t(output_.width) * 3;
-    return DevelopRows(raw, frame, rgb48 != nullptr || keepsLinear(), message, [&](Band&, int y, const LinearRow& row) {
-      rgb48 != nullptr ? plan_.encoder.Encode(row, rgb48 + size_t(y) * rowCodes, output_.width) : KeepRow(y, row);
+    return DevelopRows(raw, frame, rgb48 != nullptr || keepsLinear(), message, [&](Band& band) {
+      band.Run(plan_, [&](int y, const LinearRow& row) {
+        rgb48 != nullptr ? plan_.encoder.Encode(row, rgb48 + size_t(y) * rowCodes, output_.width) : KeepRow(y, row);
+      });
+      return 0;
     });
   }
 
   int DevelopPacked(const RawFrame& raw, int32_t frame, OutputPixelFormat format, uint8_t* pixels, Message message) {
-    const auto rowBytes = int64_t(FormatRowBytes(format, output_.width));
-    const bool isBottomUp = IsBottomUp(format);
-    return DevelopRows(raw, frame, true, message, [&](Band& band, int y, const LinearRow& row) {
-      plan_.encoder.Encode(row, band.codes(), output_.width);
-      uint8_t* const out = pixels + (isBottomUp ? output_.height - 1 - y : y) * rowBytes;
-      ConvertRows(band.codes(), output_.width, 1, format, out, rowBytes, false, 0, 1);
+    const uint64_t rowBytes = FormatRowBytes(format, output_.width);
+    return DevelopRows(raw, frame, true, message, [&](Band& band) {
+      if (!band.ReservePacking(output_.width, rowBytes)) return -1;
+      band.Run(plan_, [&](int y, const LinearRow& row) {
+        plan_.encoder.Encode(row, band.codes(), output_.width);
+        ConvertRows(band.codes(), output_.width, 1, format, band.packed(), int64_t(rowBytes), false, 0, 1);
+        StreamCopy(pixels + uint64_t(IsBottomUp(format) ? output_.height - 1 - y : y) * rowBytes, band.packed(), size_t(rowBytes));
+      });
+      return 0;
     });
   }
 
@@ -142,20 +154,16 @@ class CpuSession {
   Size output() const { return output_; }
 
  private:
-  // `finish(band, y, row)` takes the linear output rows, of several bands at a time.
-  template <typename Finish>
-  int DevelopRows(const RawFrame& raw, int32_t frame, bool hasTarget, Message message, Finish&& finish) {
+  // `run(band)` makes the rows of a band, several at a time; non-zero when memory is short.
+  template <typename RunBand>
+  int DevelopRows(const RawFrame& raw, int32_t frame, bool hasTarget, Message message, RunBand&& run) {
     DevelopGeometry geometry;
     if (!IsUsable(raw) || !ComputeGeometry(*raw.described, raw.warpDecided ? raw.warp : raw.described->warp, params_, &geometry) ||
         geometry.output != output_ || !hasTarget) {
       return message.Fail("frame %d: CPU development failed", frame);
     }
     if (!Plan(*raw.described, geometry, raw.samples) || !PrepareBands()) return message.Fail("out of memory");
-    const int result = RunParts(pool_, int(bands_.size()), [&](int part) {
-      Band& band = bands_[size_t(part)];
-      band.Run(plan_, [&](int y, const LinearRow& row) { finish(band, y, row); });
-      return 0;
-    });
+    const int result = RunParts(pool_, int(bands_.size()), [&](int part) { return run(bands_[size_t(part)]); });
     return result == 0 ? 0 : message.Fail("out of memory");
   }
 
