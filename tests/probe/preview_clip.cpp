@@ -1,5 +1,6 @@
 #include "tests/probe/preview_clip.h"
 
+#include <cstdio>
 #include <cstdlib>
 
 #include "pipeline/clip.h"
@@ -31,6 +32,17 @@ int PreviewClip::Render(void* context, const DevelopOptions& options, int64_t fr
   *pixels = static_cast<uint8_t*>(std::malloc(size_t(rowBytes) * size_t(*height)));
   if (*pixels == nullptr) return -1;
   return GetFrame(clip.get(), frame, frame, kFullSize, OutputPixelFormat::kBgra8, *pixels, rowBytes, nullptr, nullptr);
+}
+
+bool OpenForPictures(int argc, char** argv, PreviewClip* clip) {
+  if (argc != 3) {
+    fprintf(stderr, "usage: settings_screenshots RECORDING FOLDER\n");
+    return false;
+  }
+  MessageBuffer<256> message;
+  const bool opened = clip->Open(argv[1], message);
+  if (!opened) fprintf(stderr, "%s: %s\n", argv[1], message.text());
+  return opened;
 }
 
 DevelopOptions PicturedOptions() {

@@ -25,6 +25,9 @@ class PreviewClip {
   int32_t fpsNumerator_ = 0, fpsDenominator_ = 0;
 };
 
+/// For the main functions: opens the recording of the command line RECORDING FOLDER, or says what is wrong.
+[[nodiscard]] bool OpenForPictures(int argc, char** argv, PreviewClip* clip);
+
 /// The settings that the documents' pictures show.
 DevelopOptions PicturedOptions();
 

@@ -64,16 +64,8 @@ bool TakePicture(const qx::SettingsDialogRequest& request, const std::string& fi
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    fprintf(stderr, "usage: settings_screenshots RECORDING FOLDER\n");
-    return 2;
-  }
   qx::PreviewClip clip;
-  qx::MessageBuffer<256> message;
-  if (!clip.Open(argv[1], message)) {
-    fprintf(stderr, "%s: %s\n", argv[1], message.text());
-    return 1;
-  }
+  if (!qx::OpenForPictures(argc, argv, &clip)) return 1;
   const qx::SettingsPreview preview = clip.description();
   const QApplication application(argc, argv);
   const std::unique_ptr<QStyle> style(QStyleFactory::create("Fusion"));

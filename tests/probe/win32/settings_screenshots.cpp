@@ -43,16 +43,8 @@ bool WritePng(const std::string& file, qx::Pixels pixels) {
 int main(int argc, char** argv) {
   // The usual window, the mirrored one, and long words; Wine's bold font lacks the scripts of other languages.
   constexpr const char* kPictured[] = {"en", "ar", "de"};
-  if (argc != 3) {
-    fprintf(stderr, "usage: settings_screenshots RECORDING FOLDER\n");
-    return 2;
-  }
   qx::PreviewClip clip;
-  qx::MessageBuffer<256> message;
-  if (!clip.Open(argv[1], message)) {
-    fprintf(stderr, "%s: %s\n", argv[1], message.text());
-    return 1;
-  }
+  if (!qx::OpenForPictures(argc, argv, &clip)) return 1;
   const qx::SettingsPreview preview = clip.description();
   for (const std::string code : kPictured) {
     const std::string file = std::string(argv[2]) + "/" + code + ".png";
