@@ -101,7 +101,8 @@ constexpr RemarkRule kRemarkRules[] = {
     {"frame ", " is shown instead", Severity::kWarning, "Stands in for a damaged frame: the picture repeats there."},
     {"frame ", " slices damaged", Severity::kWarning, "Part of the frame shows an earlier frame, or is black. Look at it before delivery."},
     {"frame ", ": GPU failed, CPU from now on", Severity::kWarning,
-     "This clip is developed on the processor from here on. Slower, but the same picture. Update the graphics driver; reopen the clip."},
+     "This clip is developed on the processor from here on: the same picture. Expected where a \"GL:\" line found no card; else update the "
+     "graphics driver and reopen the clip."},
     {"frame ", "): FAIL", Severity::kError, "The host received no frame. The lines before it say why."},
     {"GPU frame failed", "", Severity::kWarning, "A development on the graphics card failed; the processor takes over."},
     {"GPU direct buffers failed", "", Severity::kWarning, "The graphics card takes the slower upload path."},
