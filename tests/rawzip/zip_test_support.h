@@ -65,6 +65,7 @@ inline ByteVector Noise(size_t count, uint32_t seed) {
 /// Little-endian fields given as (value, bytes).
 inline ByteVector LittleEndian(std::initializer_list<std::pair<uint64_t, int>> fields) {
   ByteVector bytes;
+  bytes.reserve(8 * fields.size());
   for (const auto& [value, count] : fields) {
     for (int i = 0; i < count; ++i) bytes.push_back(uint8_t(value >> (8 * i)));
   }
