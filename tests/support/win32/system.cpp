@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstdio>
 #include <filesystem>
 
 namespace qx {
@@ -36,13 +37,20 @@ int RunThisProgram(const std::vector<std::string>& arguments) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION process;
-  if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process) == 0) return -1;
+  // Under load, one start of some thousand fails in Wine with an internal error, and the next one does not.
+  for (int tries = 3; CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process) == 0;) {
+    const DWORD error = GetLastError();
+    fprintf(stderr, "the program did not start: error %lu\n", error);
+    if (error != ERROR_INTERNAL_ERROR || --tries == 0) return -1;
+  }
   WaitForSingleObject(process.hProcess, INFINITE);
   DWORD code = 0;
   const bool known = GetExitCodeProcess(process.hProcess, &code) != 0;
   CloseHandle(process.hThread);
   CloseHandle(process.hProcess);
-  return known && code < 256 ? int(code) : -1;  // larger ones are the codes of faults
+  if (known && code < 256) return int(code);
+  fprintf(stderr, "the program ended with exception %08lx\n", code);
+  return -1;
 }
 
 int PriorityOfThisThread() {
