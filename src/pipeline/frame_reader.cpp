@@ -60,6 +60,7 @@ bool FrameReader::Work(FrameJob& job) {
   if (!ReadRaw(job, slot, onProcessor)) return false;
   if (!onProcessor && !DevelopOnGpu(job, slot.raw)) {
     GiveUpGpu(clip);
+    job.times.readBackWaitMs = job.times.copyMs = 0;  // of a frame that did not come
     if (!ReadRaw(job, slot, true)) return false;
     onProcessor = true;
   }
