@@ -7,6 +7,7 @@
 
 #include "develop/gpu/context.h"
 #include "develop/gpu/software_renderer.h"
+#include "platform/win32/own_instance.h"
 
 namespace qx {
 
@@ -19,13 +20,6 @@ constexpr int kLeastColorBits = 24;
 // Of WGL_ARB_create_context.
 constexpr int kMajorVersion = 0x2091, kMinorVersion = 0x2092, kProfileMask = 0x9126;
 using CreateContextAttribs = HGLRC(WINAPI*)(HDC, HGLRC, const int*);
-
-HINSTANCE OwnInstance() {
-  HMODULE module = nullptr;
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                     reinterpret_cast<LPCWSTR>(&OwnInstance), &module);
-  return module;
-}
 
 void RegisterWindowClass() {
   WNDCLASSW description = {};

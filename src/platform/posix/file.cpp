@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace qx {
 
@@ -16,18 +15,6 @@ constexpr uint64_t kLargestRead = 0x40000000;
 constexpr uint64_t kSecondsFrom1601To1970 = 11644473600;
 
 }  // namespace
-
-File::File(File&& other) noexcept : handle_(std::exchange(other.handle_, kInvalidHandle)), size_(std::exchange(other.size_, 0)) {}
-
-File& File::operator=(File&& other) noexcept {
-  std::swap(handle_, other.handle_);
-  std::swap(size_, other.size_);
-  return *this;
-}
-
-File::~File() {
-  Close();
-}
 
 bool File::Open(const std::filesystem::path& path) {
   Close();

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <utility>
 
 #include "platform/win32/wide_text.h"
 
@@ -22,18 +21,6 @@ uint64_t Joined(DWORD high, DWORD low) {
 }
 
 }  // namespace
-
-File::File(File&& other) noexcept : handle_(std::exchange(other.handle_, kInvalidHandle)), size_(std::exchange(other.size_, 0)) {}
-
-File& File::operator=(File&& other) noexcept {
-  std::swap(handle_, other.handle_);
-  std::swap(size_, other.size_);
-  return *this;
-}
-
-File::~File() {
-  Close();
-}
 
 bool File::Open(const std::filesystem::path& path) {
   Close();

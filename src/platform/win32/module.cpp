@@ -5,16 +5,21 @@
 #include <string>
 #include <system_error>
 
+#include "platform/win32/own_instance.h"
 #include "platform/win32/wide_text.h"
 
 namespace qx {
 
-std::filesystem::path OwnModuleFolder() {
+HINSTANCE OwnInstance() {
   HMODULE module = nullptr;
-  if (GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                         reinterpret_cast<LPCWSTR>(&OwnModuleFolder), &module) == 0) {
-    return {};
-  }
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                     reinterpret_cast<LPCWSTR>(&OwnInstance), &module);
+  return module;
+}
+
+std::filesystem::path OwnModuleFolder() {
+  const HMODULE module = OwnInstance();
+  if (module == nullptr) return {};
   std::wstring path(32768, L'\0');  // the longest that Windows knows
   path.resize(GetModuleFileNameW(module, path.data(), DWORD(path.size())));
   return std::filesystem::path(path).parent_path();

@@ -13,6 +13,8 @@
 
 #include "platform/fault_guard.h"
 #include "platform/path.h"
+#include "platform/win32/own_instance.h"
+#include "platform/win32/wide_text.h"
 #include "ui/win32/dark_theme.h"
 #include "ui/win32/window_text.h"
 
@@ -77,13 +79,6 @@ COLORREF ToSystem(Color color) {
 
 LPARAM SliderValue(int64_t position) {
   return LPARAM(std::clamp<int64_t>(position, 0, std::numeric_limits<int32_t>::max()));
-}
-
-HINSTANCE OwnInstance() {
-  HMODULE module = nullptr;
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                     reinterpret_cast<LPCWSTR>(&OwnInstance), &module);
-  return module;
 }
 
 void CentreTextVertically(HWND edit) {
@@ -203,7 +198,7 @@ void SettingsDialog::CreateControls() {
   MakeFonts();
   DarkenTitleBar(window_);
   DarkenWindow(window_, nullptr);
-  SetWindowTextW(window_, ToWide(model_.Title()).c_str());
+  SetWindowTextW(window_, WideFromUtf8(model_.Title()).c_str());
   if (model_.rightToLeft()) SetWindowLongPtrW(window_, GWL_EXSTYLE, GetWindowLongPtrW(window_, GWL_EXSTYLE) | WS_EX_LAYOUTRTL);
   const SettingsLayout layout = model_.Layout([this](std::string_view text) { return TextWidth(text); });
   for (const ControlSpec& control : layout.controls) CreateControl(control);
@@ -222,7 +217,7 @@ void SettingsDialog::MakeFonts() {
 int SettingsDialog::TextWidth(std::string_view text) const {
   const HDC context = GetDC(window_);
   const HGDIOBJ before = SelectObject(context, reinterpret_cast<HGDIOBJ>(SendMessageW(window_, WM_GETFONT, 0, 0)));
-  const std::wstring wide = ToWide(text);
+  const std::wstring wide = WideFromUtf8(text);
   SIZE size = {};
   GetTextExtentPoint32W(context, wide.c_str(), int(wide.size()), &size);
   SelectObject(context, before);
@@ -240,8 +235,8 @@ void SettingsDialog::CreateControl(const ControlSpec& control) {
   const int gap = control.align == TextAlign::kEnd ? kEndGap : 0;
   const int width = int(rect.right - rect.left) - gap, height = std::max(1, int(rect.bottom - rect.top));
   const HWND window =
-      CreateWindowExW(0, style.windowClass, ToWide(control.text).c_str(), WS_CHILD | WS_VISIBLE | style.style, rect.left, rect.top, width,
-                      height, window_, reinterpret_cast<HMENU>(intptr_t(control.id)), OwnInstance(), nullptr);
+      CreateWindowExW(0, style.windowClass, WideFromUtf8(control.text).c_str(), WS_CHILD | WS_VISIBLE | style.style, rect.left, rect.top,
+                      width, height, window_, reinterpret_cast<HMENU>(intptr_t(control.id)), OwnInstance(), nullptr);
   if (control.id != kNoControl) kinds_[control.id] = control.kind;
   if (control.kind == ControlKind::kEdit || control.id == kPositionText) {
     // Numbers read from left to right in every language; a mirrored field would move their signs to the other end.
@@ -257,7 +252,7 @@ void SettingsDialog::PrepareControl(const ControlSpec& control, HWND window) {
   switch (control.kind) {
     case ControlKind::kCombo:
       for (const std::string& choice : control.choices) {
-        SendMessageW(window, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(ToWide(choice).c_str()));
+        SendMessageW(window, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(WideFromUtf8(choice).c_str()));
       }
       break;
     case ControlKind::kEdit:
@@ -394,7 +389,7 @@ void SettingsDialog::Refresh(int controlId) {
       break;
     case ControlKind::kEdit:
     case ControlKind::kLabel:
-      if (const std::string text = model_.Text(controlId); text != WindowText(control)) SetWindowTextW(control, ToWide(text).c_str());
+      if (const std::string text = model_.Text(controlId); text != WindowText(control)) SetWindowTextW(control, WideFromUtf8(text).c_str());
       break;
     default:
       break;
@@ -408,8 +403,8 @@ void SettingsDialog::PictureArrived() {
 }
 
 std::optional<std::filesystem::path> SettingsDialog::ChooseFile(const FileChoice& choice) {
-  std::wstring filter = ToWide(choice.filterName) + L'\0' + ToWide(choice.filterPattern) + L'\0';
-  const std::wstring title = ToWide(choice.title);
+  std::wstring filter = WideFromUtf8(choice.filterName) + L'\0' + WideFromUtf8(choice.filterPattern) + L'\0';
+  const std::wstring title = WideFromUtf8(choice.title);
   std::array<wchar_t, 32768> path = {};
   const std::wstring start = std::filesystem::path(choice.start).make_preferred().native();
   std::copy_n(start.begin(), std::min(start.size(), path.size() - 1), path.begin());
@@ -428,7 +423,7 @@ std::optional<std::filesystem::path> SettingsDialog::ChooseFile(const FileChoice
 }
 
 void SettingsDialog::Warn(const std::string& caption, const std::string& text) {
-  MessageBoxW(window_, ToWide(text).c_str(), ToWide(caption).c_str(), MB_OK | MB_ICONWARNING);
+  MessageBoxW(window_, WideFromUtf8(text).c_str(), WideFromUtf8(caption).c_str(), MB_OK | MB_ICONWARNING);
 }
 
 void SettingsDialog::Close() {
