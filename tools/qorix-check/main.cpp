@@ -9,6 +9,7 @@
 #include "platform/file.h"
 #include "report.h"
 #include "tools/common/command_line.h"
+#include "tools/common/own_window.h"
 #include "tools/common/paths.h"
 #include "tools/common/progress.h"
 
@@ -34,10 +35,7 @@ tool::Health CheckFile(const std::string& path, bool decode) {
   return health;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  const tool::CommandLine commandLine(argc, argv);
+int Run(const tool::CommandLine& commandLine) {
   CLI::App app("Tells what is whole, damaged or lost in recordings: CinemaDNG RAW-ZIP archives and .qorix files.");
   app.footer(
       "Exit code: 0 whole, 1 damaged but readable, 2 unreadable, 3 wrong use,\n4 no such file, or it may not be read; of several files the "
@@ -60,4 +58,12 @@ int main(int argc, char** argv) {
     worst = std::max(worst, int(health.verdict()));
   }
   return worst;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int exitCode = Run(tool::CommandLine(argc, argv));
+  tool::KeepOwnWindowOpen();
+  return exitCode;
 }
